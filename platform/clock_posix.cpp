@@ -12,7 +12,9 @@ std::int64_t PerformanceCounter() {
     return static_cast<std::int64_t>(now.tv_sec) * 1000000000 + now.tv_nsec;
 }
 
-std::int64_t PerformanceFrequency() { return 1000000000; }
+std::int64_t PerformanceFrequency() {
+    return 1000000000;
+}
 
 std::uint32_t CurrentThreadId() {
     // The system call costs about 160 ns; a thread keeps its id, so ask once.
@@ -23,7 +25,8 @@ std::uint32_t CurrentThreadId() {
 WallClock CurrentWallClock() {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
-    return {static_cast<std::int64_t>(now.tv_sec), static_cast<std::uint16_t>(now.tv_nsec / 1000000)};
+    return {static_cast<std::int64_t>(now.tv_sec),
+            static_cast<std::uint16_t>(now.tv_nsec / 1000000)};
 }
 
 }  // namespace Orvane::Platform

@@ -16,7 +16,9 @@ std::int64_t PerformanceFrequency() {
     return value.QuadPart;
 }
 
-std::uint32_t CurrentThreadId() { return GetCurrentThreadId(); }
+std::uint32_t CurrentThreadId() {
+    return GetCurrentThreadId();
+}
 
 WallClock CurrentWallClock() {
     FILETIME ft;

@@ -1,0 +1,68 @@
+// Flow points: the cheap, lock-free trace that every operation of the helper leaves in
+// the process-wide flow log.
+//
+//   int Foo::Bar() {
+//       FLOW_POINT("Foo", "Bar");        // created once, thread-safely, on first use
+//       FLOW_RECORD(this, 0);            // object, source line, code
+//       ...
+//       if (failed) FLOW_RECORD(this, result);
+//   }
+//
+// A timed scope records kind 8 ("Scope_pop") when it closes:
+//       FLOW_POINT("Foo", "Run");
+//       FlowTimedScope scope(flowPoint, this);
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+
+class FlowPoint {
+  public:
+    // Registers both names with the diagnostics registry. The texts must outlive the
+    // process (string literals).
+    FlowPoint(const char* className, const char* functionName);
+
+    void SetObject(const void* object);
+    void SetLine(std::int32_t line);
+    // Appends one entry of kind 9 (event 0, "Timing_point") for the current object.
+    void Record(std::uint32_t code, std::uint32_t extra = 0);
+
+    const char* ClassName() const { return className_; }
+    const char* FunctionName() const { return functionName_; }
+    const void* Object() const { return object_; }
+    std::int32_t Line() const { return line_; }
+
+  private:
+    const char* className_;
+    const char* functionName_;
+    const void* object_ = nullptr;
+    std::int32_t line_ = -1;
+};
+
+// Records kind 8 on its point when it goes out of scope, with the measured values.
+class FlowTimedScope {
+  public:
+    FlowTimedScope(FlowPoint& point, const void* object);
+    ~FlowTimedScope();
+    FlowTimedScope(const FlowTimedScope&) = delete;
+    FlowTimedScope& operator=(const FlowTimedScope&) = delete;
+
+  private:
+    FlowPoint& point_;
+    const void* object_;
+    std::int64_t start_;
+};
+
+// The whole log as text, oldest entry first (the form the crash dump and the exit dump
+// carry).
+void RenderFlowLog(std::ostream& out);
+std::string RenderFlowLogText();
+
+#define FLOW_POINT(className, functionName) static FlowPoint flowPoint(className, functionName)
+#define FLOW_RECORD(object, code)                           \
+    do {                                                    \
+        flowPoint.SetObject(object);                        \
+        flowPoint.SetLine(__LINE__);                        \
+        flowPoint.Record(static_cast<std::uint32_t>(code)); \
+    } while (0)
