@@ -1,0 +1,69 @@
+#include "platform/windows_api.h"
+
+#include "message_window_contract.h"
+
+#include <string>
+
+namespace Orvane::Platform::contract {
+namespace {
+
+struct Win32Backend {
+    // Waits briefly for input, then dispatches everything that is there, as the helper's
+    // loop does.
+    void Pump() {
+        MsgWaitForMultipleObjects(0, nullptr, FALSE, 20, QS_ALLINPUT);
+        MSG message;
+        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+            TranslateMessage(&message);
+            DispatchMessageW(&message);
+        }
+    }
+};
+
+using Backends = ::testing::Types<Win32Backend>;
+INSTANTIATE_TYPED_TEST_SUITE_P(Win32, MessageWindowContract, Backends);
+
+TEST(Win32MessageWindow, IsAHiddenTopLevelWindowThatOthersFindByName) {
+    MessageWindowService& service = Get<MessageWindowService>();
+    RecordingEvents events;
+    const WindowHandle window = service.Create(L"LumoFindMeClass", L"LUMO_FIND_ME_WINDOW", events);
+    ASSERT_NE(window, 0u);
+    const HWND hwnd = reinterpret_cast<HWND>(window);
+
+    EXPECT_EQ(FindWindowW(L"LumoFindMeClass", L"LUMO_FIND_ME_WINDOW"), hwnd);
+    EXPECT_EQ(GetParent(hwnd), nullptr);
+    EXPECT_FALSE(IsWindowVisible(hwnd));
+    EXPECT_EQ(GetWindowLongPtrW(hwnd, GWL_STYLE) & (WS_CHILD | WS_VISIBLE), 0);
+    EXPECT_TRUE(service.OpenMessageFilter(window, service.RegisterMessage(L"LUMO_FIND_ME")));
+
+    // A second window of the same class: the class is registered once and reused.
+    RecordingEvents other;
+    const WindowHandle second = service.Create(L"LumoFindMeClass", L"LUMO_FIND_ME_TOO", other);
+    EXPECT_NE(second, 0u);
+    service.Destroy(second);
+    service.Destroy(window);
+    EXPECT_EQ(FindWindowW(L"LumoFindMeClass", L"LUMO_FIND_ME_WINDOW"), nullptr);
+}
+
+TEST(Win32MessageWindow, UnclaimedRegisteredMessageGoesToDefaultHandling) {
+    struct Declining final : MessageWindowEvents {
+        bool OnRegisteredMessage(std::uint32_t, std::uintptr_t, std::intptr_t) override {
+            ++seen;
+            return false;
+        }
+        void OnCopyData(const CopyDataBlock&) override {}
+        bool OnTimer(std::uintptr_t) override { return false; }
+        int seen = 0;
+    } events;
+    MessageWindowService& service = Get<MessageWindowService>();
+    const WindowHandle window = service.Create(L"LumoDecliningClass", L"LUMO_DECLINING", events);
+    const UINT message = service.RegisterMessage(L"LUMO_DECLINED");
+    const HWND hwnd = reinterpret_cast<HWND>(window);
+
+    EXPECT_EQ(SendMessageW(hwnd, message, 0, 0), 0);
+    EXPECT_EQ(events.seen, 1);
+    service.Destroy(window);
+}
+
+}  // namespace
+}  // namespace Orvane::Platform::contract
