@@ -34,9 +34,9 @@ class MessageWindowEvents {
     // message on to the system's default handling.
     virtual bool OnRegisteredMessage(std::uint32_t message, std::uintptr_t wParam,
                                      std::intptr_t lParam) = 0;
-    // A WM_COPYDATA block. The system's default handling runs afterwards and gives the
-    // sender its answer (0).
-    virtual void OnCopyData(const CopyDataBlock& block) = 0;
+    // A WM_COPYDATA block. Return true to answer TRUE (the block was taken); false passes
+    // it on to default handling, which answers 0.
+    virtual bool OnCopyData(const CopyDataBlock& block) = 0;
     // A timer of this window went off. Return false to pass it to default handling.
     virtual bool OnTimer(std::uintptr_t timerId) = 0;
 

@@ -30,7 +30,9 @@ LRESULT CALLBACK WindowProcedure(HWND hwnd, UINT message, WPARAM wParam, LPARAM 
         }
     } else if (message == WM_COPYDATA) {
         const auto* copy = reinterpret_cast<const COPYDATASTRUCT*>(lParam);
-        events->OnCopyData({copy->dwData, copy->cbData, copy->lpData});
+        if (events->OnCopyData({copy->dwData, copy->cbData, copy->lpData})) {
+            return TRUE;
+        }
     } else if (message == WM_TIMER) {
         if (events->OnTimer(wParam)) {
             return 0;

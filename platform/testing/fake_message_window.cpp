@@ -1,5 +1,6 @@
 #include "platform/testing/fake_message_window.h"
 
+#include <new>
 #include <utility>
 
 namespace Orvane::Platform {
@@ -27,7 +28,10 @@ MessageWindowEvents* FakeMessageWindow::EventsOf(WindowHandle window) {
 
 WindowHandle FakeMessageWindow::Create(const wchar_t* className, const wchar_t* windowName,
                                        MessageWindowEvents& events) {
-    if (m_failCreate) {
+    if (m_createFailure == CreateFailure::OutOfMemory) {
+        throw std::bad_alloc();
+    }
+    if (m_createFailure == CreateFailure::NoWindow) {
         return 0;
     }
     Window window;
@@ -92,8 +96,7 @@ std::intptr_t FakeMessageWindow::SendCopyData(WindowHandle target, const CopyDat
         return 0;
     }
     if (found->events != nullptr) {
-        found->events->OnCopyData(block);
-        return 0;
+        return found->events->OnCopyData(block) ? 1 : 0;
     }
     const auto* bytes = static_cast<const std::uint8_t*>(block.lpData);
     found->received.emplace_back(bytes, bytes + block.cbData);

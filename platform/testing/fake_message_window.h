@@ -27,8 +27,8 @@ class FakeMessageWindow final : public MessageWindowService {
     bool OpenMessageFilter(WindowHandle window, std::uint32_t message) override;
     bool StartTimer(WindowHandle window, std::uintptr_t timerId, std::uint32_t periodMs) override;
     void StopTimer(WindowHandle window, std::uintptr_t timerId) override;
-    // A created window answers 0 (default handling); a peer answers its set answer; a
-    // window that does not exist answers 0.
+    // A created window answers 1 when its owner took the block, else 0 (default
+    // handling); a peer answers its set answer; a window that does not exist answers 0.
     std::intptr_t SendCopyData(WindowHandle target, const CopyDataBlock& block) override;
     // Delivers to every created window at once, in creation order.
     bool Broadcast(std::uint32_t message, std::uintptr_t wParam, std::intptr_t lParam) override;
@@ -54,8 +54,10 @@ class FakeMessageWindow final : public MessageWindowService {
 
     // The next `count` filter attempts fail, as where the system has no filter.
     void FailFilterAttempts(int count) { m_filterFailuresLeft = count; }
-    // Create fails (returns 0) until told otherwise.
-    void FailCreate(bool fail) { m_failCreate = fail; }
+    enum class CreateFailure { None, NoWindow, OutOfMemory };
+    // Create returns 0 (NoWindow) or throws std::bad_alloc (OutOfMemory) until told
+    // otherwise.
+    void FailCreate(CreateFailure failure) { m_createFailure = failure; }
 
     // --- inspection ---
 
@@ -95,7 +97,7 @@ class FakeMessageWindow final : public MessageWindowService {
     std::map<std::wstring, std::uint32_t> m_registeredMessages;
     int m_filterAttempts = 0;
     int m_filterFailuresLeft = 0;
-    bool m_failCreate = false;
+    CreateFailure m_createFailure = CreateFailure::None;
 };
 
 }  // namespace Orvane::Platform

@@ -29,12 +29,13 @@ struct RecordingEvents final : MessageWindowEvents {
         registered.push_back({message, wParam, lParam});
         return true;
     }
-    void OnCopyData(const CopyDataBlock& block) override {
+    bool OnCopyData(const CopyDataBlock& block) override {
         const auto* bytes = static_cast<const std::uint8_t*>(block.lpData);
         copies.push_back({block.dwData, {bytes, bytes + block.cbData}});
         if (onCopyData) {
             onCopyData(block);
         }
+        return takeCopyData;
     }
     bool OnTimer(std::uintptr_t timerId) override {
         timers.push_back(timerId);
@@ -56,6 +57,7 @@ struct RecordingEvents final : MessageWindowEvents {
     std::vector<Copy> copies;
     std::vector<std::uintptr_t> timers;
     std::function<void(const CopyDataBlock&)> onCopyData;
+    bool takeCopyData = false;
 };
 
 template <class Backend>
@@ -133,7 +135,7 @@ TYPED_TEST_P(MessageWindowContract, CopyDataArrivesWholeAndRepliesComeBackInside
                                      {0, static_cast<std::uint32_t>(reply.size()), reply.data()});
     };
 
-    // Default handling answers 0: a window of this service never claims a block.
+    // Default handling answers 0.
     EXPECT_EQ(this->Service().SendCopyData(
                   b, {0x55, static_cast<std::uint32_t>(request.size()), request.data()}),
               0);
@@ -143,6 +145,16 @@ TYPED_TEST_P(MessageWindowContract, CopyDataArrivesWholeAndRepliesComeBackInside
     EXPECT_EQ(server.copies[0].bytes, request);
     ASSERT_EQ(client.copies.size(), 1u) << "the reply must arrive before the send returns";
     EXPECT_EQ(client.copies[0].bytes, reply);
+}
+
+TYPED_TEST_P(MessageWindowContract, ATakenBlockIsAnsweredTrue) {
+    RecordingEvents taker;
+    taker.takeCopyData = true;
+    const WindowHandle window = this->NewWindow(taker);
+    const std::uint8_t byte = 7;
+    EXPECT_EQ(this->Service().SendCopyData(window, {0, 1, &byte}), 1);
+    ASSERT_EQ(taker.copies.size(), 1u);
+    EXPECT_EQ(taker.copies[0].bytes, std::vector<std::uint8_t>{7});
 }
 
 TYPED_TEST_P(MessageWindowContract, TimerGoesOffWithItsIdUntilStopped) {
@@ -173,7 +185,7 @@ TYPED_TEST_P(MessageWindowContract, DestroyedWindowIsNoWindowAndGetsNothing) {
 REGISTER_TYPED_TEST_SUITE_P(MessageWindowContract, NamesAMessageTheSameWayEveryTime,
                             BroadcastReachesEveryWindowWithItsArguments,
                             CopyDataArrivesWholeAndRepliesComeBackInsideTheSend,
-                            TimerGoesOffWithItsIdUntilStopped,
+                            ATakenBlockIsAnsweredTrue, TimerGoesOffWithItsIdUntilStopped,
                             DestroyedWindowIsNoWindowAndGetsNothing);
 
 }  // namespace Orvane::Platform::contract

@@ -10,7 +10,7 @@ class NoEvents final : public MessageWindowEvents {
     bool OnRegisteredMessage(std::uint32_t, std::uintptr_t, std::intptr_t) override {
         return false;
     }
-    void OnCopyData(const CopyDataBlock&) override {}
+    bool OnCopyData(const CopyDataBlock&) override { return false; }
     bool OnTimer(std::uintptr_t) override { return false; }
 };
 

@@ -51,7 +51,7 @@ TEST(Win32MessageWindow, UnclaimedRegisteredMessageGoesToDefaultHandling) {
             ++seen;
             return false;
         }
-        void OnCopyData(const CopyDataBlock&) override {}
+        bool OnCopyData(const CopyDataBlock&) override { return false; }
         bool OnTimer(std::uintptr_t) override { return false; }
         int seen = 0;
     } events;
