@@ -7,20 +7,15 @@
 #include <string>
 #include <vector>
 
+#include "tests/announce/example_instrument.h"
+
 namespace {
 
 using Bytes = std::vector<unsigned char>;
 namespace Datagram = AnnouncementDatagram;
 
 DdsInstrumentInfo ExampleInfo() {
-    DdsInstrumentInfo info;
-    std::memset(&info, 0, sizeof info);
-    std::strcpy(info.model, "Zento");
-    std::strcpy(info.name, "Simulator");
-    std::strcpy(info.version1, "2.1");
-    std::strcpy(info.version2, "1.0");
-    info.intervalMs = 2000;
-    return info;
+    return ExampleInstrument();
 }
 
 Bytes Built(const DdsInstrumentInfo& info) {
@@ -30,7 +25,7 @@ Bytes Built(const DdsInstrumentInfo& info) {
 }
 
 std::uint16_t SequenceOf(const Bytes& datagram) {
-    return static_cast<std::uint16_t>(datagram.at(6) | (datagram.at(7) << 8));
+    return ::SequenceOf(datagram.data());
 }
 
 Bytes Text(const std::string& text) {
