@@ -60,6 +60,9 @@ int Listen(const ListenOptions& options) {
     if (!OpenListener(socket, options)) {
         return 1;
     }
+    // Tells whoever started the listener that datagrams sent from now on are seen.
+    std::fprintf(stderr, "dds-listen: listening on %s:%u\n", options.address.c_str(), options.port);
+    std::fflush(stderr);
     const Clock::time_point start = Clock::now();
     const std::uint64_t limitMs = options.seconds ? *options.seconds * 1000 : 0;
     AnnouncerLiveness liveness;
