@@ -80,7 +80,7 @@ std::uint32_t FakeIpcLibrary::GetDataReadyEvent(std::uint32_t channel, KernelHan
         return found == nullptr ? kInvalidHandle : kInvalidArgument;
     }
     if (!found->own) {
-        return kNotOwnChannel;
+        return kWrongChannelKind;
     }
     *event = found->dataReady;
     return 0;
@@ -98,7 +98,7 @@ std::uint32_t FakeIpcLibrary::ReadChannel(void* buffer, std::uint32_t channel, s
         return kInvalidHandle;
     }
     if (!found->own) {
-        return kNotOwnChannel;
+        return kWrongChannelKind;
     }
     if (buffer == nullptr || bytesRead == nullptr) {
         return kInvalidArgument;
@@ -133,7 +133,10 @@ std::uint32_t FakeIpcLibrary::WriteChannelWithDataBuffer(std::uint32_t target,
     if (found == nullptr) {
         return kInvalidHandle;
     }
-    if (data == nullptr && length != 0) {
+    if (found->own) {
+        return kWrongChannelKind;
+    }
+    if ((data == nullptr && length != 0) || (targetName != nullptr && found->name != targetName)) {
         return kInvalidArgument;
     }
     Channel* receiver = FindOwn(found->name);

@@ -34,7 +34,7 @@ class FakeIpcLibrary final : public IpcLibrary {
     static constexpr std::uint32_t kChannelExists = 4;
     static constexpr std::uint32_t kNoSuchChannel = 5;
     static constexpr std::uint32_t kInvalidHandle = 6;
-    static constexpr std::uint32_t kNotOwnChannel = 7;
+    static constexpr std::uint32_t kWrongChannelKind = 7;
     static constexpr std::uint32_t kNoMessage = 8;
     static constexpr std::uint32_t kBufferTooSmall = 9;
     static constexpr std::uint32_t kChannelGone = 11;
