@@ -61,8 +61,8 @@ void ConvertName(std::u16string_view name, DdsInstrumentInfo& info) {
     const int length = Orvane::Platform::Get<Orvane::Platform::TextConversion>().Utf16ToUtf8(
         name, info.name, sizeof info.name);
     if (length > 0) {
-        // A name of exactly 64 bytes is terminated in the field behind it, so the write goes
-        // through the record's bytes.
+        // A name of exactly 64 bytes is terminated in the field behind it, so the zero is
+        // written through the bytes of the whole block, not through the name array.
         reinterpret_cast<unsigned char*>(&info)[offsetof(DdsInstrumentInfo, name) + length] = 0;
     }
 }
