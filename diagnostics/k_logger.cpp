@@ -1,0 +1,81 @@
+#include "diagnostics/k_logger.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <utility>
+
+namespace {
+
+constexpr std::pair<std::int32_t, const char*> kEventNames[] = {
+    {-202, "Log_module_added"},
+    {-201, "Log_module_removed"},
+    {-105, "Root_error"},
+    {-104, "Cascade_error"},
+    {-103, "Dismissed_error"},
+    {-102, "Return_error"},
+    {-101, "Warning"},
+    {-25, "State_change"},
+    {-23, "Notify"},
+    {-22, "Update"},
+    {-21, "Message_send"},
+    {-20, "Message_receive"},
+    {-14, "Construction"},
+    {-13, "Destruction"},
+    {-8, "Scope_pop"},
+    {-7, "Scope_push"},
+    {-1, "Timing_point"},
+    {0, "Timing_point"},
+};
+
+}  // namespace
+
+KLogger::KLogger()
+    // Value-initialised, so every never-written slot stays all zero and renders as nothing.
+    : ring_(new (std::nothrow) FlowLogEntry[kCapacity]()),
+      reference_{Orvane::Platform::PerformanceCounter(), Orvane::Platform::PerformanceFrequency(),
+                 Orvane::Platform::CurrentWallClock()} {}
+
+void KLogger::Append(std::int32_t event, std::uint32_t code, std::uint32_t extra,
+                     std::uint32_t classKey, std::uint32_t functionKey,
+                     const void* object) noexcept {
+    if (!ring_)
+        return;
+    const std::uint32_t before = counter_.fetch_add(2, std::memory_order_relaxed);
+    if ((before & kEnabled) == 0)
+        return;
+    FlowLogEntry& slot = ring_[(before >> 1) & (kCapacity - 1)];
+    slot.timestamp = Orvane::Platform::PerformanceCounter();
+    slot.event = event;
+    slot.code = code;
+    slot.extra = extra;
+    slot.classKey = classKey;
+    slot.functionKey = functionKey;
+    slot.object = reinterpret_cast<std::uintptr_t>(object);
+    slot.threadId = Orvane::Platform::CurrentThreadId();
+}
+
+const char* KLogger::EventName(std::int32_t event) const {
+    const auto* found = std::find_if(std::begin(kEventNames), std::end(kEventNames),
+                                     [event](const auto& name) { return name.first == event; });
+    return found == std::end(kEventNames) ? nullptr : found->second;
+}
+
+const FlowLogEntry* KLogger::Slot(std::size_t index) const {
+    if (!ring_ || index >= kCapacity)
+        return nullptr;
+    return &ring_[index];
+}
+
+std::size_t KLogger::OldestSlot() const {
+    const std::uint32_t reserved = Counter() >> 1;
+    // Before the first wrap the oldest entry is slot 0; afterwards it is the slot that the
+    // next record overwrites.
+    return reserved < kCapacity ? 0 : reserved & (kCapacity - 1);
+}
+
+void KLogger::ResetForTesting(std::uint32_t counter) {
+    if (ring_)
+        std::memset(static_cast<void*>(ring_.get()), 0, sizeof(FlowLogEntry) * kCapacity);
+    counter_.store(counter);
+}

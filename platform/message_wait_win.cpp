@@ -1,0 +1,44 @@
+#include "platform/message_wait.h"
+
+#include "platform/service.h"
+#include "platform/windows_api.h"
+
+namespace Orvane::Platform {
+namespace {
+
+class Win32MessageWait final : public MessageWait {
+  public:
+    std::uint32_t WaitForObjectsOrInput(std::uint32_t count, const KernelHandle* handles,
+                                        std::uint32_t timeoutMs) override {
+        // Without MWMO_INPUTAVAILABLE a message that an earlier PeekMessage looked at but left
+        // in the queue would not wake the wait.
+        return MsgWaitForMultipleObjectsEx(count, handles, timeoutMs, QS_ALLINPUT,
+                                           MWMO_INPUTAVAILABLE);
+    }
+
+    bool DispatchOneMessage() override {
+        MSG message;
+        if (!PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+            return false;
+        }
+        TranslateMessage(&message);
+        DispatchMessageW(&message);
+        return true;
+    }
+
+    std::uint32_t PollObjects(std::uint32_t count, const KernelHandle* handles) override {
+        return WaitForMultipleObjects(count, handles, FALSE, 0);
+    }
+
+    std::uint32_t LastError() override { return GetLastError(); }
+};
+
+}  // namespace
+
+template <>
+MessageWait& DefaultService<MessageWait>() {
+    static Win32MessageWait service;
+    return service;
+}
+
+}  // namespace Orvane::Platform

@@ -1,0 +1,226 @@
+// The payload encoding of the service's commands and replies: little-endian values with
+// no tags and no alignment, strings and containers prefixed by a 32-bit count.
+//
+//   fixed-width integers, double    their little-endian bytes
+//   bool, enum over a byte           1 byte; enum over 32 bits: 4 bytes
+//   std::string                      byte count, then the bytes (no terminator)
+//   std::u16string, std::wstring     UTF-16 unit count, then 2 bytes a unit
+//   std::vector                      element count, then each element
+//   std::map, std::unordered_map     pair count, then key and value of each pair
+//   record                           its fields in order, through a member
+//                                      template <class Archive> void Serialize(Archive& a) { a(x,
+//                                      y, z); }
+//
+// Reading past the end throws ArchiveOutOfRange and leaves the read position where it was.
+#pragma once
+
+#include <algorithm>
+#include <bit>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <type_traits>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace Quorvel::Lumo::Api {
+
+class ArchiveOutOfRange : public std::out_of_range {
+  public:
+    ArchiveOutOfRange();
+};
+
+class OutputArchive {
+  public:
+    void WriteBytes(const void* data, std::size_t size);
+
+    template <class... T>
+    OutputArchive& operator()(const T&... values) {
+        (Write(*this, values), ...);
+        return *this;
+    }
+
+    std::size_t Position() const { return position_; }
+    // Bytes held so far: grows ahead of the position, in steps of half again.
+    std::size_t BufferSize() const { return buffer_.size(); }
+
+    // Exactly the bytes written; the archive starts empty again.
+    std::vector<std::uint8_t> Finish();
+
+  private:
+    std::vector<std::uint8_t> buffer_;
+    std::size_t position_ = 0;
+};
+
+class InputArchive {
+  public:
+    InputArchive(const void* data, std::size_t size);
+
+    void ReadBytes(void* out, std::size_t size);
+    // Throws unless `size` more bytes can be read.
+    void Require(std::size_t size) const;
+
+    template <class... T>
+    InputArchive& operator()(T&... values) {
+        (Read(*this, values), ...);
+        return *this;
+    }
+
+    std::size_t Position() const { return position_; }
+    std::size_t Remaining() const { return size_ - position_; }
+
+  private:
+    const std::uint8_t* data_;
+    std::size_t size_;
+    std::size_t position_ = 0;
+};
+
+template <class T>
+concept ArchiveScalar = std::is_arithmetic_v<T> || std::is_enum_v<T>;
+
+template <class T>
+concept ArchiveRecord = std::is_class_v<T> && requires(T& record, OutputArchive& archive) {
+    record.Serialize(archive);
+};
+
+template <class T>
+concept ArchiveMap = requires {
+    typename T::key_type;
+    typename T::mapped_type;
+}
+&&(std::same_as<T, std::map<typename T::key_type, typename T::mapped_type>> ||
+   std::same_as<T, std::unordered_map<typename T::key_type, typename T::mapped_type>>);
+
+namespace detail {
+
+template <ArchiveScalar T>
+auto ScalarBits(T value) {
+    if constexpr (std::is_enum_v<T>) {
+        return ScalarBits(static_cast<std::underlying_type_t<T>>(value));
+    } else if constexpr (std::is_same_v<T, bool>) {
+        return static_cast<std::uint8_t>(value ? 1 : 0);
+    } else if constexpr (std::is_same_v<T, double>) {
+        return std::bit_cast<std::uint64_t>(value);
+    } else if constexpr (std::is_same_v<T, float>) {
+        return std::bit_cast<std::uint32_t>(value);
+    } else {
+        static_assert(std::is_integral_v<T>, "only fixed-width values travel");
+        return static_cast<std::make_unsigned_t<T>>(value);
+    }
+}
+
+template <ArchiveScalar T>
+T ScalarFromBits(decltype(ScalarBits(T{})) bits) {
+    if constexpr (std::is_enum_v<T>) {
+        return static_cast<T>(ScalarFromBits<std::underlying_type_t<T>>(bits));
+    } else if constexpr (std::is_same_v<T, bool>) {
+        return bits != 0;
+    } else if constexpr (std::is_floating_point_v<T>) {
+        return std::bit_cast<T>(bits);
+    } else {
+        return static_cast<T>(bits);
+    }
+}
+
+std::u16string ToUtf16(const std::wstring& text);
+std::wstring FromUtf16(const std::u16string& units);
+
+// A count field is 32-bit whatever the container's size.
+inline std::uint32_t CountOf(std::size_t size) {
+    return static_cast<std::uint32_t>(size);
+}
+
+}  // namespace detail
+
+template <ArchiveScalar T>
+void Write(OutputArchive& archive, const T& value) {
+    auto bits = detail::ScalarBits(value);
+    std::uint8_t bytes[sizeof bits];
+    for (std::size_t i = 0; i < sizeof bits; ++i) {
+        bytes[i] = static_cast<std::uint8_t>(bits >> (8 * i));
+    }
+    archive.WriteBytes(bytes, sizeof bytes);
+}
+
+template <ArchiveScalar T>
+void Read(InputArchive& archive, T& value) {
+    using Bits = decltype(detail::ScalarBits(T{}));
+    std::uint8_t bytes[sizeof(Bits)];
+    archive.ReadBytes(bytes, sizeof bytes);
+    Bits bits = 0;
+    for (std::size_t i = 0; i < sizeof bytes; ++i) {
+        bits = static_cast<Bits>(bits | (static_cast<Bits>(bytes[i]) << (8 * i)));
+    }
+    value = detail::ScalarFromBits<T>(bits);
+}
+
+void Write(OutputArchive& archive, const std::string& text);
+void Read(InputArchive& archive, std::string& text);
+void Write(OutputArchive& archive, const std::u16string& text);
+void Read(InputArchive& archive, std::u16string& text);
+// wchar_t is 32-bit on Linux: the text travels as UTF-16 there too.
+void Write(OutputArchive& archive, const std::wstring& text);
+void Read(InputArchive& archive, std::wstring& text);
+
+template <class T, class Allocator>
+void Write(OutputArchive& archive, const std::vector<T, Allocator>& elements) {
+    const std::uint32_t count = detail::CountOf(elements.size());
+    Write(archive, count);
+    for (std::uint32_t i = 0; i < count; ++i) {
+        Write(archive, elements[i]);
+    }
+}
+
+template <class T, class Allocator>
+void Read(InputArchive& archive, std::vector<T, Allocator>& elements) {
+    std::uint32_t count = 0;
+    Read(archive, count);
+    elements.clear();
+    // A forged count must not reserve more than the remaining bytes can fill.
+    elements.reserve(std::min<std::size_t>(count, archive.Remaining()));
+    for (std::uint32_t i = 0; i < count; ++i) {
+        T element{};
+        Read(archive, element);
+        elements.push_back(std::move(element));
+    }
+}
+
+template <ArchiveMap M>
+void Write(OutputArchive& archive, const M& pairs) {
+    Write(archive, detail::CountOf(pairs.size()));
+    for (const auto& [key, value] : pairs) {
+        Write(archive, key);
+        Write(archive, value);
+    }
+}
+
+template <ArchiveMap M>
+void Read(InputArchive& archive, M& pairs) {
+    std::uint32_t count = 0;
+    Read(archive, count);
+    pairs.clear();
+    for (std::uint32_t i = 0; i < count; ++i) {
+        typename M::key_type key{};
+        typename M::mapped_type value{};
+        Read(archive, key);
+        Read(archive, value);
+        pairs.insert_or_assign(std::move(key), std::move(value));
+    }
+}
+
+template <ArchiveRecord T>
+void Write(OutputArchive& archive, const T& record) {
+    // Serialize serves both directions; the output archive only reads the fields.
+    const_cast<T&>(record).Serialize(archive);
+}
+
+template <ArchiveRecord T>
+void Read(InputArchive& archive, T& record) {
+    record.Serialize(archive);
+}
+
+}  // namespace Quorvel::Lumo::Api

@@ -1,0 +1,68 @@
+// The framing of the messages exchanged with the measuring-arm service. Every message
+// starts with the 32-byte chunk header; what the client sends carries a 28-byte sender
+// block after it (together the 60-byte message header), what the service sends carries
+// its payload directly after the chunk header. All values are little-endian.
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace Quorvel::Lumo::Api {
+
+static_assert(std::endian::native == std::endian::little,
+              "wire records are copied as they lie in memory");
+
+struct sLUMOChunk {
+    std::uint32_t messageId;
+    std::uint32_t argument1;  // in a reply: the code of the request answered
+    std::uint32_t argument2;
+    std::uint32_t dataSize;  // bytes after the chunk header
+    std::uint8_t reserved[16];
+};
+static_assert(sizeof(sLUMOChunk) == 32);
+static_assert(offsetof(sLUMOChunk, dataSize) == 12);
+
+struct LumoSenderBlock {
+    std::uint32_t clientWindow;  // low 32 bits of the client's window: the service answers there
+    std::uint8_t reserved[24];
+};
+static_assert(sizeof(LumoSenderBlock) == 28);
+
+struct LumoMessageHeader {
+    sLUMOChunk chunk;
+    LumoSenderBlock sender;
+};
+static_assert(sizeof(LumoMessageHeader) == 60);
+static_assert(offsetof(LumoMessageHeader, sender) == 32);
+
+namespace MessageCode {
+inline constexpr std::uint32_t kRegisterAlternate = 100;
+inline constexpr std::uint32_t kInstrumentData = 1000;
+inline constexpr std::uint32_t kMeasurement = 1002;
+inline constexpr std::uint32_t kReply = 1004;
+inline constexpr std::uint32_t kServiceShutdown = 1005;
+inline constexpr std::uint32_t kRegister = 2000;
+inline constexpr std::uint32_t kUnregister = 2001;
+}  // namespace MessageCode
+
+// A client-to-service message: header (dataSize = payloadSize + 28) then the payload,
+// which is copied only when the pointer is not null (the bytes stay zero otherwise).
+std::vector<std::uint8_t> BuildOutgoingMessage(std::uint32_t messageCode, const void* payload,
+                                               std::uint32_t payloadSize, std::uint32_t argument1,
+                                               std::uint32_t argument2, std::uint32_t clientWindow);
+
+// A service-to-client message: chunk header (dataSize = payloadSize) then the payload.
+std::vector<std::uint8_t> BuildServiceMessage(std::uint32_t messageCode, const void* payload,
+                                              std::uint32_t payloadSize, std::uint32_t argument1,
+                                              std::uint32_t argument2);
+
+// The chunk header of a received block, or nothing when the block is shorter than one.
+std::optional<sLUMOChunk> ReadChunk(const void* data, std::size_t size);
+
+// The message header of a block a client sent, or nothing when it is shorter than 60 bytes.
+std::optional<LumoMessageHeader> ReadMessageHeader(const void* data, std::size_t size);
+
+}  // namespace Quorvel::Lumo::Api

@@ -1,0 +1,104 @@
+#include "service_api/core/chunk.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <vector>
+
+namespace Quorvel::Lumo::Api {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+using ::testing::ElementsAreArray;
+
+Bytes Zeros(std::size_t count) {
+    return Bytes(count, 0);
+}
+
+Bytes Concat(std::initializer_list<Bytes> parts) {
+    Bytes all;
+    for (const Bytes& part : parts) {
+        all.insert(all.end(), part.begin(), part.end());
+    }
+    return all;
+}
+
+TEST(OutgoingMessage, CommandWithoutPayloadIsSixtyBytesWithDataSize28) {
+    const Bytes expected = Concat({{0xD1, 0x07, 0, 0},  // 2001
+                                   Zeros(8),
+                                   {28, 0, 0, 0},
+                                   Zeros(16),
+                                   {0x78, 0x56, 0x34, 0x12},  // client window
+                                   Zeros(24)});
+    EXPECT_THAT(BuildOutgoingMessage(2001, nullptr, 0, 0, 0, 0x12345678),
+                ElementsAreArray(expected));
+}
+
+TEST(OutgoingMessage, HeaderCarriesArgumentsAndPayloadFollowsAtSixty) {
+    const std::uint8_t payload[] = {0xAA, 0xBB, 0xCC};
+    const Bytes expected = Concat({{0xC5, 0x07, 0, 0},  // 1989
+                                   {0x04, 0x03, 0x02, 0x01},
+                                   {0xFF, 0xFF, 0xFF, 0xFF},
+                                   {31, 0, 0, 0},
+                                   Zeros(16),
+                                   {0x01, 0, 0, 0x80},
+                                   Zeros(24),
+                                   {0xAA, 0xBB, 0xCC}});
+    EXPECT_THAT(BuildOutgoingMessage(1989, payload, 3, 0x01020304, 0xFFFFFFFF, 0x80000001),
+                ElementsAreArray(expected));
+}
+
+TEST(OutgoingMessage, NullPayloadKeepsItsSizeAndStaysZero) {
+    const Bytes message = BuildOutgoingMessage(2065, nullptr, 5, 0, 0, 1);
+    ASSERT_EQ(message.size(), 65u);
+    EXPECT_EQ(message[12], 33);
+    EXPECT_THAT(Bytes(message.begin() + 60, message.end()), ElementsAreArray(Zeros(5)));
+}
+
+TEST(ServiceMessage, ChunkIsFollowedDirectlyByThePayload) {
+    const std::uint8_t payload[] = {1, 2};
+    const Bytes expected = Concat({{0xEC, 0x03, 0, 0},  // 1004
+                                   {0xD0, 0x07, 0, 0},  // answers 2000
+                                   {7, 0, 0, 0},
+                                   {2, 0, 0, 0},
+                                   Zeros(16),
+                                   {1, 2}});
+    EXPECT_THAT(BuildServiceMessage(1004, payload, 2, 2000, 7), ElementsAreArray(expected));
+    EXPECT_EQ(BuildServiceMessage(1005, nullptr, 0, 0, 0).size(), 32u);
+}
+
+TEST(ReadHeaders, BlocksShorterThanTheHeaderYieldNothing) {
+    const Bytes block = Concat({{0xED, 0x03, 0, 0},
+                                {9, 0, 0, 0},
+                                {8, 0, 0, 0},
+                                {0, 1, 0, 0},
+                                Zeros(16),
+                                {0x44, 0x33, 0x22, 0x11},
+                                Zeros(24)});
+    struct Case {
+        std::size_t size;
+        bool chunk;
+        bool header;
+    };
+    for (const Case c : {Case{0, false, false}, Case{31, false, false}, Case{32, true, false},
+                         Case{59, true, false}, Case{60, true, true}}) {
+        const auto chunk = ReadChunk(block.data(), c.size);
+        const auto header = ReadMessageHeader(block.data(), c.size);
+        EXPECT_EQ(chunk.has_value(), c.chunk) << c.size;
+        EXPECT_EQ(header.has_value(), c.header) << c.size;
+        if (chunk) {
+            EXPECT_EQ(chunk->messageId, 1005u);
+            EXPECT_EQ(chunk->argument1, 9u);
+            EXPECT_EQ(chunk->argument2, 8u);
+            EXPECT_EQ(chunk->dataSize, 256u);
+        }
+        if (header) {
+            EXPECT_EQ(header->sender.clientWindow, 0x11223344u);
+        }
+    }
+    EXPECT_FALSE(ReadChunk(nullptr, 64).has_value());
+}
+
+}  // namespace
+}  // namespace Quorvel::Lumo::Api

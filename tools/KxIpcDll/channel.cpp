@@ -1,0 +1,224 @@
+#include "tools/KxIpcDll/channel.h"
+
+#include <cstring>
+
+#include "tools/KxIpcDll/KxIpcDll.h"
+
+namespace KxIpc {
+
+struct Channel::Waiting {
+    LONG messages;
+    LONG bytes;
+};
+
+namespace {
+
+// Room kept well below the point where the system starts blocking writers (measured from
+// about 280 small or 200 KB of large messages).
+constexpr LONG kMaxWaitingMessages = 64;
+constexpr LONG kMaxWaitingBytes = 64 * 1024;
+constexpr DWORD kRoomPollMs = 2;
+
+std::string SlotPath(const std::string& name) {
+    return "\\\\.\\mailslot\\KxIpc\\" + name;
+}
+std::string ObjectName(const char* kind, const std::string& name) {
+    return std::string("KxIpc.") + kind + "." + name;
+}
+
+HANDLE OpenSlotForWriting(const std::string& name) {
+    return CreateFileA(SlotPath(name).c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                       OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
+// Holds the channel's mutex. A holder that died leaves it abandoned, which still hands it
+// to us; the shared record is then corrected by the reader as soon as the mailslot is
+// empty.
+class LockHolder {
+  public:
+    explicit LockHolder(HANDLE lock) : lock_(lock) { WaitForSingleObject(lock_, INFINITE); }
+    ~LockHolder() { ReleaseMutex(lock_); }
+    LockHolder(const LockHolder&) = delete;
+    LockHolder& operator=(const LockHolder&) = delete;
+
+  private:
+    HANDLE lock_;
+};
+
+}  // namespace
+
+bool IsValidChannelName(const char* name) {
+    if (name == nullptr) {
+        return false;
+    }
+    const std::size_t length = strnlen(name, KXIPC_MAX_NAME_LENGTH + 1);
+    if (length == 0 || length > KXIPC_MAX_NAME_LENGTH) {
+        return false;
+    }
+    for (std::size_t i = 0; i < length; ++i) {
+        if (name[i] < ' ' || name[i] > '~' || name[i] == '\\') {
+            return false;
+        }
+    }
+    return true;
+}
+
+unsigned Channel::Create(const std::string& name, std::unique_ptr<Channel>* made) {
+    std::unique_ptr<Channel> channel(new Channel(name, true));
+    channel->slot_ = CreateMailslotA(SlotPath(name).c_str(), 0, 0, nullptr);
+    if (channel->slot_ == INVALID_HANDLE_VALUE) {
+        return GetLastError() == ERROR_ALREADY_EXISTS ? KXIPC_ERROR_CHANNEL_EXISTS
+                                                      : KXIPC_ERROR_SYSTEM;
+    }
+    channel->lock_ = CreateMutexA(nullptr, FALSE, ObjectName("Lock", name).c_str());
+    channel->dataReady_ = CreateEventA(nullptr, TRUE, FALSE, ObjectName("DataReady", name).c_str());
+    channel->waitingMapping_ =
+        CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(Waiting),
+                           ObjectName("Waiting", name).c_str());
+    if (channel->lock_ == nullptr || channel->dataReady_ == nullptr ||
+        channel->waitingMapping_ == nullptr) {
+        return KXIPC_ERROR_SYSTEM;
+    }
+    channel->waiting_ = static_cast<Waiting*>(
+        MapViewOfFile(channel->waitingMapping_, FILE_MAP_WRITE, 0, 0, sizeof(Waiting)));
+    if (channel->waiting_ == nullptr) {
+        return KXIPC_ERROR_SYSTEM;
+    }
+    {
+        // A writer of an earlier channel of this name may still hold these objects.
+        LockHolder hold(channel->lock_);
+        ResetEvent(channel->dataReady_);
+        *channel->waiting_ = {};
+    }
+    *made = std::move(channel);
+    return KXIPC_OK;
+}
+
+unsigned Channel::Open(const std::string& name, std::unique_ptr<Channel>* made) {
+    std::unique_ptr<Channel> channel(new Channel(name, false));
+    const HANDLE probe = OpenSlotForWriting(name);
+    if (probe == INVALID_HANDLE_VALUE) {
+        return KXIPC_ERROR_NO_SUCH_CHANNEL;
+    }
+    CloseHandle(probe);
+    channel->lock_ =
+        OpenMutexA(SYNCHRONIZE | MUTEX_MODIFY_STATE, FALSE, ObjectName("Lock", name).c_str());
+    channel->dataReady_ =
+        OpenEventA(SYNCHRONIZE | EVENT_MODIFY_STATE, FALSE, ObjectName("DataReady", name).c_str());
+    channel->waitingMapping_ =
+        OpenFileMappingA(FILE_MAP_WRITE, FALSE, ObjectName("Waiting", name).c_str());
+    // The creator may have gone between our opens.
+    if (channel->lock_ == nullptr || channel->dataReady_ == nullptr ||
+        channel->waitingMapping_ == nullptr) {
+        return KXIPC_ERROR_NO_SUCH_CHANNEL;
+    }
+    channel->waiting_ = static_cast<Waiting*>(
+        MapViewOfFile(channel->waitingMapping_, FILE_MAP_WRITE, 0, 0, sizeof(Waiting)));
+    if (channel->waiting_ == nullptr) {
+        return KXIPC_ERROR_SYSTEM;
+    }
+    *made = std::move(channel);
+    return KXIPC_OK;
+}
+
+Channel::~Channel() {
+    if (waiting_ != nullptr) {
+        UnmapViewOfFile(waiting_);
+    }
+    for (HANDLE handle : {waitingMapping_, dataReady_, lock_}) {
+        if (handle != nullptr) {
+            CloseHandle(handle);
+        }
+    }
+    if (slot_ != INVALID_HANDLE_VALUE) {
+        CloseHandle(slot_);
+    }
+}
+
+DWORD Channel::NextMessageSize() const {
+    DWORD nextSize = MAILSLOT_NO_MESSAGE;
+    // The message count that the system also offers is not reliable everywhere; the next
+    // size is.
+    if (!GetMailslotInfo(slot_, nullptr, &nextSize, nullptr, nullptr)) {
+        return MAILSLOT_NO_MESSAGE;
+    }
+    return nextSize;
+}
+
+unsigned Channel::Read(void* buffer, unsigned size, unsigned* bytesRead) {
+    LockHolder hold(lock_);
+    const DWORD nextSize = NextMessageSize();
+    if (nextSize == MAILSLOT_NO_MESSAGE) {
+        return KXIPC_ERROR_NO_MESSAGE;
+    }
+    if (nextSize > size) {
+        *bytesRead = nextSize;
+        return KXIPC_ERROR_BUFFER_TOO_SMALL;
+    }
+    // Exactly the message's size: a smaller read would lose the rest of the message
+    // silently on some systems.
+    DWORD read = 0;
+    if (!ReadFile(slot_, buffer, nextSize, &read, nullptr)) {
+        return KXIPC_ERROR_SYSTEM;
+    }
+    if (NextMessageSize() == MAILSLOT_NO_MESSAGE) {
+        ResetEvent(dataReady_);
+        *waiting_ = {};
+    } else {
+        waiting_->messages = waiting_->messages > 0 ? waiting_->messages - 1 : 0;
+        waiting_->bytes = waiting_->bytes > static_cast<LONG>(read) ? waiting_->bytes - read : 0;
+    }
+    *bytesRead = read;
+    return KXIPC_OK;
+}
+
+unsigned Channel::Write(unsigned code, const void* data, unsigned length) {
+    // The code always travels in front of the data, so no message is ever empty: an empty
+    // mailslot message upsets the reads after it on some systems.
+    std::string message(4 + static_cast<std::size_t>(length), '\0');
+    for (int i = 0; i < 4; ++i) {
+        message[i] = static_cast<char>(code >> (8 * i));
+    }
+    if (length != 0) {
+        std::memcpy(message.data() + 4, data, length);
+    }
+    for (;;) {
+        bool written = false;
+        const unsigned result = TryWrite(message, &written);
+        if (result != KXIPC_OK || written) {
+            return result;
+        }
+        Sleep(kRoomPollMs);
+    }
+}
+
+unsigned Channel::TryWrite(const std::string& message, bool* written) {
+    LockHolder hold(lock_);
+    // A writing handle kept from the open would go on accepting messages after the creator
+    // has closed the channel, on some systems without any error; opening by name for each
+    // message fails exactly when the channel is gone.
+    const HANDLE slot = OpenSlotForWriting(name_);
+    if (slot == INVALID_HANDLE_VALUE) {
+        return KXIPC_ERROR_CHANNEL_GONE;
+    }
+    const auto size = static_cast<LONG>(message.size());
+    const bool room = waiting_->messages == 0 || (waiting_->messages < kMaxWaitingMessages &&
+                                                  waiting_->bytes + size <= kMaxWaitingBytes);
+    unsigned result = KXIPC_OK;
+    if (room) {
+        DWORD count = 0;
+        if (WriteFile(slot, message.data(), size, &count, nullptr) &&
+            count == static_cast<DWORD>(size)) {
+            ++waiting_->messages;
+            waiting_->bytes += size;
+            SetEvent(dataReady_);
+            *written = true;
+        } else {
+            result = KXIPC_ERROR_CHANNEL_GONE;
+        }
+    }
+    CloseHandle(slot);
+    return result;
+}
+
+}  // namespace KxIpc

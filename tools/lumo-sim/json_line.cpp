@@ -1,0 +1,57 @@
+#include "tools/lumo-sim/json_line.h"
+
+#include <cstdio>
+
+namespace LumoSim {
+namespace {
+
+std::string Quoted(std::string_view text) {
+    std::string out = "\"";
+    for (char c : text) {
+        switch (c) {
+            case '"':
+                out += "\\\"";
+                break;
+            case '\\':
+                out += "\\\\";
+                break;
+            case '\n':
+                out += "\\n";
+                break;
+            case '\t':
+                out += "\\t";
+                break;
+            default:
+                if (static_cast<unsigned char>(c) < 0x20) {
+                    char escaped[8];
+                    std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(c));
+                    out += escaped;
+                } else {
+                    out += c;
+                }
+        }
+    }
+    return out + "\"";
+}
+
+}  // namespace
+
+JsonLine& JsonLine::Add(std::string_view key, std::string_view text) {
+    return AddRaw(key, Quoted(text));
+}
+
+JsonLine& JsonLine::Add(std::string_view key, bool value) {
+    return AddRaw(key, value ? "true" : "false");
+}
+
+JsonLine& JsonLine::AddRaw(std::string_view key, std::string_view json) {
+    if (text_.size() > 1) {
+        text_ += ",";
+    }
+    text_ += Quoted(key);
+    text_ += ":";
+    text_ += json;
+    return *this;
+}
+
+}  // namespace LumoSim

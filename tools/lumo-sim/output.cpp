@@ -1,0 +1,20 @@
+#include "tools/lumo-sim/output.h"
+
+#include <cstdio>
+
+namespace LumoSim {
+
+JsonLine Output::Line(std::string_view event) const {
+    const auto elapsed = std::chrono::steady_clock::now() - start_;
+    JsonLine line;
+    line.Add("t", std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count())
+        .Add("event", event);
+    return line;
+}
+
+void Output::Print(const JsonLine& line) const {
+    std::fputs((line.Text() + "\n").c_str(), stdout);
+    std::fflush(stdout);
+}
+
+}  // namespace LumoSim

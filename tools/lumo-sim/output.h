@@ -1,0 +1,22 @@
+// The simulator's output: one JSON object a line on stdout, stamped with the milliseconds
+// since the program started, flushed at once so that a test can follow it live.
+#pragma once
+
+#include <chrono>
+#include <string_view>
+
+#include "tools/lumo-sim/json_line.h"
+
+namespace LumoSim {
+
+class Output {
+  public:
+    // A line that starts with "t" and "event".
+    JsonLine Line(std::string_view event) const;
+    void Print(const JsonLine& line) const;
+
+  private:
+    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+}  // namespace LumoSim

@@ -1,0 +1,28 @@
+// How the simulated service reads a block a client sent it, for its output line.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "platform/local_time.h"
+#include "tools/lumo-sim/json_line.h"
+
+namespace LumoSim {
+
+struct ReceivedMessage {
+    std::uint32_t messageId;
+    std::uint32_t clientWindow;  // from the sender block
+};
+
+// Adds the decoded fields to `line`: size, messageId, argument1, argument2, dataSize,
+// dataSizeMatches, clientWindow, payloadSize; for a registration the API version, client
+// type, flag and the token deciphered with `clientKey` and checked against `clock`; for
+// any other message the payload in hexadecimal. Nothing is returned for a block shorter
+// than a client's 60-byte header (the line then carries an "error").
+std::optional<ReceivedMessage> DescribeReceived(JsonLine& line, const void* data, std::size_t size,
+                                                const std::array<std::uint8_t, 8>& clientKey,
+                                                const Orvane::Platform::LocalTime& clock);
+
+}  // namespace LumoSim

@@ -1,0 +1,82 @@
+#include "tools/lumo-sim/usage.h"
+
+namespace LumoSim {
+
+const char* UsageText() {
+    return R"(lumo-sim: plays the measuring-arm service for tests and demonstrations.
+
+usage: lumo-sim [--script FILE]      run the script in FILE ("-" or no option: stdin)
+       lumo-sim --help
+
+At start the simulator creates a hidden top-level window and broadcasts the registered
+message "LUMO_SERVERAVAILABLE" with the window's handle. The whole script is read and
+checked before anything runs. When the script ends the window is destroyed (the service
+vanishes) and the program exits: status 0 when every command succeeded, 1 when a wait
+timed out or a send failed, 2 for a bad command line or script.
+
+Script: one command a line; blank lines and lines starting with '#' are skipped.
+Numbers are decimal or hexadecimal with 0x; HEX is an even number of hex digits.
+
+  wait MS                       dispatch messages for MS milliseconds
+  wait-registered MS            until a client is registered (at once if one is)
+  wait-unregistered MS          until no client is registered (2001, or its window gone)
+  wait-message ID MS            until one more message ID has arrived than earlier
+                                wait-message commands for ID have consumed
+  broadcast                     broadcast "LUMO_SERVERAVAILABLE" again
+  destroy-window                destroy the service window and forget the client
+  create-window                 create a new service window and broadcast it
+
+  set key HEX                   8-byte key for deciphering registration tokens
+                                (default 0000000000000000)
+  set accept on|off             what WM_COPYDATA answers: TRUE (on, default) or 0
+  set type N                    instrument type, signed 32-bit (default 2)
+  set subtype N                 instrument sub-type, 0..255 (default 0)
+  set name TEXT                 instrument name, rest of the line after one blank, UTF-8,
+                                at most 197 UTF-16 units (default LUMO-SIM; may be empty)
+  set name-fill TEXT            TEXT repeated from the name's offset to the end of the
+                                record with no terminator, over the other fields
+  set version1 MAJOR.MINOR      first version pair: MAJOR 32-bit, MINOR 0..255 (default 6.3)
+  set version2 MAJOR.MINOR      second version pair: each 0..255 (default 1.0)
+  set record-size N             bytes of the instrument record sent, 0..65535 (default
+                                700; less cuts it, more pads it with zeros)
+  set status N                  measurement status word (default 0x00200000, reliable)
+
+  send instrument               1000 with the instrument record:
+                                  0 u8 version1 minor, 1 u8 version2 major,
+                                  2 u8 version2 minor, 20 UTF-16 name zero-terminated,
+                                  416 s32 type, 524 u32 version1 major, 534 u8 sub-type
+  send measurement [STATUS]     1002 with a 64-byte record starting with the status word
+  send reply CODE RESULT [HEX]  1004, argument1 CODE (the request answered), argument2
+                                RESULT, the payload HEX
+  send shutdown                 1005, the service shutting down
+  send message ID A1 A2 [HEX]   any message: chunk (ID, A1, A2) and payload HEX
+
+Every message goes to the registered client's window with WM_COPYDATA, framed as the
+service frames: the 32-byte chunk header followed directly by the payload.
+
+Output: one JSON object a line on stdout, each with "t" (milliseconds since start) and
+"event":
+  window-created    window, serverAvailableMessage
+  broadcast         window, posted
+  received          size, messageId, argument1, argument2, dataSize, dataSizeMatches,
+                    clientWindow, payloadSize, answer; for 2000 and 100 also apiVersion,
+                    clientType, flag, reservedZero, tokenDay, tokenMonth, tokenHour,
+                    tokenMinute, tokenPaddingZero and tokenMatches (the token deciphered
+                    with the key names this clock's day, month, hour and minute, within
+                    one minute); for other messages payload (hex); error for short blocks
+  client-registered clientWindow
+  client-forgotten  clientWindow, reason ("unregistered", "window gone" or "service
+                    window destroyed")
+  sent              messageId, argument1, argument2, payloadSize, clientWindow, size,
+                    delivered, answer (what the client's window procedure returned) or
+                    error/lastError; for 1000 also name, nameFillsRecord, type, subType,
+                    version1Major, version1Minor, version2Major, version2Minor; for 1002
+                    status
+  timeout           command, line
+  window-destroyed  window
+  error             text
+  exit              status
+)";
+}
+
+}  // namespace LumoSim
