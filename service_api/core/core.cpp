@@ -1,0 +1,149 @@
+#include "service_api/core/core.h"
+
+#include <cstring>
+#include <new>
+#include <utility>
+
+namespace Quorvel::Lumo::Api {
+
+using Orvane::Platform::CurrentLocalTime;
+
+Core::~Core() {
+    Stop();
+}
+
+void Core::SetDefaultHandler(LumoMessageHandler handler) {
+    m_defaultHandler = std::move(handler);
+}
+
+void Core::AddMessageHandler(std::int32_t messageCode, LumoMessageHandler handler) {
+    m_messageHandlers[messageCode] = std::move(handler);
+}
+
+std::uint64_t Core::RemoveMessageHandler(std::int32_t messageCode) {
+    return m_messageHandlers.erase(messageCode);
+}
+
+void Core::ClearMessageHandlers() {
+    m_messageHandlers.clear();
+}
+
+void Core::SetEventHandler(LumoCoreEvent event, LumoEventHandler handler) {
+    m_eventHandlers[event] = std::move(handler);
+}
+
+XeLUMOResult Core::Send(std::uint32_t messageCode, const void* payload, std::uint32_t payloadSize,
+                        std::uint32_t argument1, std::uint32_t argument2) {
+    if (!m_registered) {
+        return LUMO_NOT_REGISTERED;
+    }
+    if (m_window == nullptr) {
+        return LUMO_NOT_INITIALIZED;
+    }
+    return m_window->Send(messageCode, payload, payloadSize, argument1, argument2);
+}
+
+XeLUMOResult Core::Start(std::uint32_t alternateRegistration, LumoTransportOptions options) {
+    if (m_window != nullptr) {
+        return LUMO_ALREADY_STARTED;
+    }
+    try {
+        m_window = std::make_unique<WindowsMessagingWindow>(*this, options, alternateRegistration);
+    } catch (const std::bad_alloc&) {
+        return LUMO_SERVICE_INTERNAL_ERROR;
+    }
+    return LUMO_SUCCESS;
+}
+
+XeLUMOResult Core::Stop() {
+    Unregister();
+    m_window.reset();
+    m_serverAvailable = false;
+    m_registered = false;
+    return LUMO_SUCCESS;
+}
+
+XeLUMOResult Core::Register() {
+    m_registered = false;
+    if (m_window == nullptr) {
+        return LUMO_NOT_INITIALIZED;
+    }
+    return m_window->Register();
+}
+
+XeLUMOResult Core::Unregister() {
+    if (!m_registered) {
+        return LUMO_SUCCESS;
+    }
+    return m_window->Unregister();
+}
+
+const LumoMessageHandler* Core::HandlerFor(const sLUMOChunk& header) const {
+    auto key = static_cast<std::int32_t>(header.messageId);
+    // A reply goes to whoever handles the request it answers; an unclaimed one stays a
+    // plain 1004.
+    if (header.messageId == MessageCode::kReply &&
+        m_messageHandlers.count(static_cast<std::int32_t>(header.argument1)) != 0) {
+        key = static_cast<std::int32_t>(header.argument1);
+    }
+    const auto found = m_messageHandlers.find(key);
+    if (found != m_messageHandlers.end()) {
+        return &found->second;
+    }
+    return m_defaultHandler ? &m_defaultHandler : nullptr;
+}
+
+void Core::OnMessage(const Orvane::Platform::CopyDataBlock& received) {
+    // The window passes nothing shorter; a block without a whole header carries no message.
+    if (received.cbData < sizeof(sLUMOChunk)) {
+        return;
+    }
+    // The sender's block is valid only during its send; handlers get a copy of their own.
+    const auto copy = std::make_unique_for_overwrite<char[]>(received.cbData);
+    std::memcpy(copy.get(), received.lpData, received.cbData);
+    sLUMOChunk header;
+    std::memcpy(&header, copy.get(), sizeof(header));
+    m_lastMessageTime = CurrentLocalTime();
+    ++m_messageCount;
+
+    const LumoMessageHandler* handler = HandlerFor(header);
+    if (handler == nullptr) {
+        return;
+    }
+    // Called on a copy: the handler may replace or remove itself while it runs.
+    const LumoMessageHandler call = *handler;
+    call(header, copy.get() + sizeof(header), received.cbData - sizeof(header));
+}
+
+void Core::Fire(LumoCoreEvent event) {
+    const auto found = m_eventHandlers.find(event);
+    if (found == m_eventHandlers.end()) {
+        return;
+    }
+    const LumoEventHandler call = found->second;
+    call();
+}
+
+void Core::OnServerAvailable() {
+    m_serverAvailable = true;
+    Fire(LumoCoreEvent::ServerAvailable);
+}
+
+void Core::OnRegistered() {
+    m_registered = true;
+    m_registrationTime = CurrentLocalTime();
+    Fire(LumoCoreEvent::Registered);
+}
+
+void Core::OnUnregistered() {
+    m_registered = false;
+    Fire(LumoCoreEvent::Unregistered);
+}
+
+void Core::OnServerDown() {
+    m_serverAvailable = false;
+    m_registered = false;
+    Fire(LumoCoreEvent::ServerDown);
+}
+
+}  // namespace Quorvel::Lumo::Api

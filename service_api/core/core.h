@@ -1,0 +1,72 @@
+// The connection core: owns the message window while started, mirrors its connection
+// state, sends requests, and routes every received message to the handler of its code.
+// A reply (1004) goes to the handler of the code it answers (argument1) when there is one.
+// Everything runs on the thread that pumps the window's messages; nothing waits.
+#pragma once
+
+#include "platform/local_time.h"
+#include "service_api/core/icore.h"
+#include "service_api/core/listener.h"
+#include "service_api/core/windows_messaging_window.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+
+namespace Quorvel::Lumo::Api {
+
+class Core final : public ICore, public Listener {
+  public:
+    Core() = default;
+    // Stops (unregistering when registered) before the handlers go.
+    ~Core() override;
+    Core(const Core&) = delete;
+    Core& operator=(const Core&) = delete;
+
+    void SetDefaultHandler(LumoMessageHandler handler) override;
+    void AddMessageHandler(std::int32_t messageCode, LumoMessageHandler handler) override;
+    std::uint64_t RemoveMessageHandler(std::int32_t messageCode) override;
+    void ClearMessageHandlers() override;
+    void SetEventHandler(LumoCoreEvent event, LumoEventHandler handler) override;
+    XeLUMOResult Send(std::uint32_t messageCode, const void* payload, std::uint32_t payloadSize,
+                      std::uint32_t argument1, std::uint32_t argument2) override;
+    XeLUMOResult Start(std::uint32_t alternateRegistration, LumoTransportOptions options) override;
+    XeLUMOResult Stop() override;
+    // Clears the registered flag before asking the window, which answers 0 without a word
+    // when it is registered already: a second Register leaves the core unregistered while
+    // the service still counts the client, until the server is lost. 10 when not started.
+    XeLUMOResult Register() override;
+    XeLUMOResult Unregister() override;
+    bool IsStarted() const override { return m_window != nullptr; }
+    bool IsRegistered() const override { return m_registered; }
+    bool IsServerAvailable() const override { return m_serverAvailable; }
+
+    // From the message window. A handler's exception leaves through OnMessage, after the
+    // received copy was freed; an empty handler raises std::bad_function_call.
+    void OnMessage(const Orvane::Platform::CopyDataBlock& received) override;
+    void OnServerAvailable() override;
+    void OnRegistered() override;
+    void OnUnregistered() override;
+    void OnServerDown() override;
+
+    // Messages received since construction, also those that nobody handled.
+    std::uint32_t MessageCount() const { return m_messageCount; }
+    const Orvane::Platform::LocalTime& LastMessageTime() const { return m_lastMessageTime; }
+    const Orvane::Platform::LocalTime& RegistrationTime() const { return m_registrationTime; }
+
+  private:
+    const LumoMessageHandler* HandlerFor(const sLUMOChunk& header) const;
+    void Fire(LumoCoreEvent event);
+
+    bool m_serverAvailable = false;
+    bool m_registered = false;
+    Orvane::Platform::LocalTime m_registrationTime{};
+    Orvane::Platform::LocalTime m_lastMessageTime{};
+    std::uint32_t m_messageCount = 0;
+    std::unique_ptr<WindowsMessagingWindow> m_window;
+    std::map<std::int32_t, LumoMessageHandler> m_messageHandlers;
+    std::map<LumoCoreEvent, LumoEventHandler> m_eventHandlers;
+    LumoMessageHandler m_defaultHandler;
+};
+
+}  // namespace Quorvel::Lumo::Api

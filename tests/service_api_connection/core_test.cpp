@@ -1,0 +1,267 @@
+#include "service_api/core/core.h"
+
+#include "platform/service.h"
+#include "tests/service_api_connection/service_peer.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace Quorvel::Lumo::Api::testing {
+namespace {
+
+using Orvane::Platform::MessageWindowService;
+using Orvane::Platform::ScopedOverride;
+
+constexpr LumoTransportOptions kAutoRegister{1, 0, {}};
+constexpr LumoTransportOptions kManualRegister{0, 0, {}};
+
+class CoreTest : public ::testing::Test {
+  protected:
+    // Started, the service announced, and (with auto-registration) registered.
+    void Connect(LumoTransportOptions options = kAutoRegister) {
+        ASSERT_EQ(m_core.Start(0, options), LUMO_SUCCESS);
+        m_service.Announce();
+    }
+    WindowHandle ClientWindow() const { return m_desktop.CreatedWindows().at(0); }
+    std::intptr_t Tell(std::uint32_t messageId, std::uint32_t argument1 = 0,
+                       std::uint32_t argument2 = 0, const std::vector<std::uint8_t>& payload = {}) {
+        return m_service.Tell(ClientWindow(), messageId, argument1, argument2, payload);
+    }
+    // A handler that notes its name and what it got.
+    LumoMessageHandler Note(const std::string& name) {
+        return [this, name](const sLUMOChunk& header, char* payload, std::uint64_t size) {
+            std::string entry = name + "(" + std::to_string(header.messageId) + "," +
+                                std::to_string(header.argument1) + "," + std::to_string(size);
+            for (std::uint64_t i = 0; i < size; ++i) {
+                entry += "," + std::to_string(static_cast<unsigned char>(payload[i]));
+            }
+            m_log.push_back(entry + ")");
+        };
+    }
+
+    std::vector<std::string> m_log;
+    FakeMessageWindow m_desktop;
+    ScopedOverride<MessageWindowService> m_installed{m_desktop};
+    ServicePeer m_service{m_desktop};
+    Core m_core;
+};
+
+TEST_F(CoreTest, RoutesByCodeAndRepliesByTheCodeTheyAnswer) {
+    const struct {
+        const char* name;
+        bool replyHandler;
+        bool defaultHandler;
+        std::uint32_t messageId;
+        std::uint32_t argument1;
+        std::vector<std::string> expected;
+    } cases[] = {
+        {"code with a handler", true, true, 2013, 0, {"h2013(2013,0,0)"}},
+        {"reply to a code with a handler", true, true, 1004, 2013, {"h2013(1004,2013,0)"}},
+        {"reply to a code without one", true, true, 1004, 2999, {"h1004(1004,2999,0)"}},
+        {"unclaimed reply, no 1004 handler", false, true, 1004, 2999, {"default(1004,2999,0)"}},
+        {"unknown code", true, true, 3333, 2013, {"default(3333,2013,0)"}},
+        {"unknown code, no default", true, false, 3333, 0, {}},
+        {"unclaimed reply, nothing else", false, false, 1004, 2999, {}},
+    };
+    for (const auto& each : cases) {
+        FakeMessageWindow desktop;
+        ScopedOverride<MessageWindowService> installed(desktop);
+        ServicePeer service(desktop);
+        Core core;
+        m_log.clear();
+        core.AddMessageHandler(2013, Note("h2013"));
+        if (each.replyHandler) {
+            core.AddMessageHandler(1004, Note("h1004"));
+        }
+        if (each.defaultHandler) {
+            core.SetDefaultHandler(Note("default"));
+        }
+        core.Start(0, kManualRegister);
+        const std::uint32_t countBefore = core.MessageCount();
+        service.Tell(desktop.CreatedWindows().at(0), each.messageId, each.argument1);
+        EXPECT_EQ(m_log, each.expected) << each.name;
+        // Dropped or not, every message counts and stamps the time.
+        EXPECT_EQ(core.MessageCount(), countBefore + 1) << each.name;
+        EXPECT_NE(core.LastMessageTime().year, 0) << each.name;
+    }
+}
+
+TEST_F(CoreTest, HandlerGetsThePayloadBehindTheHeader) {
+    m_core.AddMessageHandler(1000, Note("h"));
+    Connect(kManualRegister);
+    Tell(1000, 5, 6, {9, 8, 7});
+    Tell(1000, 5, 6);
+    EXPECT_EQ(m_log, (std::vector<std::string>{"h(1000,5,3,9,8,7)", "h(1000,5,0)"}));
+}
+
+TEST_F(CoreTest, HandlerTablesReplaceRemoveAndClear) {
+    m_core.AddMessageHandler(2013, Note("first"));
+    m_core.AddMessageHandler(2013, Note("second"));
+    m_core.SetDefaultHandler(Note("default"));
+    int serverAvailable = 0;
+    m_core.SetEventHandler(LumoCoreEvent::ServerAvailable, [&] { ++serverAvailable; });
+    Connect(kManualRegister);
+    Tell(2013);
+    EXPECT_EQ(m_log, (std::vector<std::string>{"second(2013,0,0)"}));
+
+    EXPECT_EQ(m_core.RemoveMessageHandler(2013), 1u);
+    EXPECT_EQ(m_core.RemoveMessageHandler(2013), 0u);
+    m_core.AddMessageHandler(2014, Note("gone"));
+    m_core.ClearMessageHandlers();
+    Tell(2014);
+    EXPECT_EQ(m_log.back(), "default(2014,0,0)");
+    EXPECT_EQ(serverAvailable, 1);
+}
+
+TEST_F(CoreTest, EmptyHandlersRaiseBadFunctionCall) {
+    m_core.AddMessageHandler(2013, LumoMessageHandler{});
+    Connect(kManualRegister);
+    EXPECT_THROW(Tell(2013), std::bad_function_call);
+    EXPECT_EQ(m_core.MessageCount(), 1u);
+
+    m_core.SetEventHandler(LumoCoreEvent::Registered, LumoEventHandler{});
+    EXPECT_THROW(m_core.Register(), std::bad_function_call);
+    EXPECT_TRUE(m_core.IsRegistered()) << "the flag changes before the handler runs";
+}
+
+TEST_F(CoreTest, HandlerExceptionLeavesTheCoreAsItWas) {
+    m_core.AddMessageHandler(2013, [](const sLUMOChunk&, char*, std::uint64_t) {
+        throw std::runtime_error("handler failed");
+    });
+    Connect();
+    EXPECT_THROW(Tell(2013), std::runtime_error);
+    EXPECT_TRUE(m_core.IsRegistered());
+    EXPECT_TRUE(m_core.IsServerAvailable());
+    EXPECT_EQ(m_core.Send(2005, nullptr, 0, 0, 0), LUMO_SUCCESS);
+}
+
+TEST_F(CoreTest, ConnectionEventsFireAfterTheFlagsChanged) {
+    std::vector<std::string> seen;
+    auto note = [&](const char* name) {
+        return [&, name] {
+            seen.push_back(std::string(name) + (m_core.IsServerAvailable() ? " A" : " -") +
+                           (m_core.IsRegistered() ? "R" : "-"));
+        };
+    };
+    m_core.SetEventHandler(LumoCoreEvent::ServerAvailable, note("available"));
+    m_core.SetEventHandler(LumoCoreEvent::Registered, note("registered"));
+    m_core.SetEventHandler(LumoCoreEvent::Unregistered, note("unregistered"));
+    m_core.SetEventHandler(LumoCoreEvent::ServerDown, note("down"));
+    Connect();
+    EXPECT_NE(m_core.RegistrationTime().year, 0);
+    m_core.Unregister();
+    m_core.Register();
+    m_service.Vanish();
+    m_desktop.TickTimers();
+    EXPECT_EQ(seen, (std::vector<std::string>{"available A-", "registered AR", "unregistered A-",
+                                              "registered AR", "down --"}));
+}
+
+TEST_F(CoreTest, SendNeedsARegisteredConnection) {
+    EXPECT_EQ(m_core.Send(2005, nullptr, 0, 0, 0), LUMO_NOT_REGISTERED);
+    EXPECT_EQ(m_core.Register(), LUMO_NOT_INITIALIZED);
+    Connect(kManualRegister);
+    EXPECT_EQ(m_core.Send(2005, nullptr, 0, 0, 0), LUMO_NOT_REGISTERED);
+    EXPECT_EQ(m_core.Register(), LUMO_SUCCESS);
+
+    const std::uint8_t payload[] = {0x42};
+    EXPECT_EQ(m_core.Send(2100, payload, 1, 3, 0), LUMO_SUCCESS);
+    const std::vector<std::uint8_t>& sent = m_service.Received().back();
+    EXPECT_EQ(sent.size(), 61u);
+    EXPECT_EQ(U32At(sent, 0), 2100u);
+    EXPECT_EQ(U32At(sent, 4), 3u);
+    EXPECT_EQ(sent[60], 0x42);
+
+    m_service.Refuse();
+    EXPECT_EQ(m_core.Send(2005, nullptr, 0, 0, 0), LUMO_EXECUTION_FAILED);
+    m_service.Vanish();
+    m_desktop.TickTimers();
+    EXPECT_EQ(m_core.Send(2005, nullptr, 0, 0, 0), LUMO_NOT_REGISTERED);
+}
+
+TEST_F(CoreTest, SecondRegisterLeavesTheCoreUnregisteredWhileTheServiceStillCountsIt) {
+    Connect();
+    ASSERT_TRUE(m_core.IsRegistered());
+    EXPECT_EQ(m_core.Register(), LUMO_SUCCESS);
+    EXPECT_FALSE(m_core.IsRegistered());
+    EXPECT_EQ(m_core.Send(2005, nullptr, 0, 0, 0), LUMO_NOT_REGISTERED);
+    EXPECT_EQ(m_core.Unregister(), LUMO_SUCCESS);
+    EXPECT_EQ(m_core.Stop(), LUMO_SUCCESS);
+    EXPECT_EQ(m_service.ReceivedCodes(), (std::vector<std::uint32_t>{2000}))
+        << "neither Unregister nor Stop may send 2001 now";
+}
+
+TEST_F(CoreTest, SecondRegisterIsHealedByTheNextServer) {
+    Connect();
+    m_core.Register();
+    ServicePeer restarted(m_desktop);
+    m_service.Vanish();
+    m_desktop.TickTimers();
+    restarted.Announce();
+    EXPECT_TRUE(m_core.IsRegistered());
+    EXPECT_EQ(restarted.ReceivedCodes(), (std::vector<std::uint32_t>{2000}));
+}
+
+TEST_F(CoreTest, StartStopLifecycle) {
+    EXPECT_FALSE(m_core.IsStarted());
+    EXPECT_EQ(m_core.Stop(), LUMO_SUCCESS);
+    Connect();
+    EXPECT_TRUE(m_core.IsStarted());
+    const WindowHandle first = ClientWindow();
+    EXPECT_EQ(m_core.Start(0, kAutoRegister), LUMO_ALREADY_STARTED);
+    EXPECT_EQ(m_desktop.CreatedWindows().size(), 1u);
+
+    EXPECT_EQ(m_core.Stop(), LUMO_SUCCESS);
+    EXPECT_EQ(m_service.ReceivedCodes(), (std::vector<std::uint32_t>{2000, 2001}));
+    EXPECT_FALSE(m_core.IsStarted());
+    EXPECT_FALSE(m_core.IsRegistered());
+    EXPECT_FALSE(m_core.IsServerAvailable());
+    EXPECT_FALSE(m_desktop.IsWindow(first));
+
+    EXPECT_EQ(m_core.Start(0, kAutoRegister), LUMO_SUCCESS);
+    EXPECT_NE(ClientWindow(), first);
+}
+
+TEST_F(CoreTest, OutOfMemoryWhileCreatingTheWindowIs7) {
+    m_desktop.FailCreate(FakeMessageWindow::CreateFailure::OutOfMemory);
+    EXPECT_EQ(m_core.Start(0, kAutoRegister), LUMO_SERVICE_INTERNAL_ERROR);
+    EXPECT_FALSE(m_core.IsStarted());
+    m_desktop.FailCreate(FakeMessageWindow::CreateFailure::None);
+    EXPECT_EQ(m_core.Start(0, kAutoRegister), LUMO_SUCCESS);
+}
+
+TEST_F(CoreTest, DestructionUnregisters) {
+    {
+        Core core;
+        core.Start(0, kAutoRegister);
+        m_service.Announce();
+    }
+    EXPECT_EQ(m_service.ReceivedCodes(), (std::vector<std::uint32_t>{2000, 2001}));
+}
+
+TEST_F(CoreTest, RepliesArriveInsideTheSendAndHandlersMaySendAgain) {
+    // The service answers every request at once, from inside the client's send.
+    m_desktop.SetPeerHandler(m_service.Window(), [&](const std::vector<std::uint8_t>& request) {
+        const std::uint32_t code = U32At(request, 0);
+        if (code != 2000) {
+            Tell(1004, code, 0);
+        }
+    });
+    m_core.AddMessageHandler(2013, [&](const sLUMOChunk&, char*, std::uint64_t) {
+        m_log.push_back("reply 2013");
+        m_log.push_back("send 2014 -> " + std::to_string(m_core.Send(2014, nullptr, 0, 0, 0)));
+    });
+    m_core.AddMessageHandler(2014, Note("h2014"));
+    Connect();
+
+    EXPECT_EQ(m_core.Send(2013, nullptr, 0, 0, 0), LUMO_SUCCESS);
+    EXPECT_EQ(m_log,
+              (std::vector<std::string>{"reply 2013", "h2014(1004,2014,0)", "send 2014 -> 0"}));
+    EXPECT_EQ(m_service.ReceivedCodes(), (std::vector<std::uint32_t>{2000, 2013, 2014}));
+}
+
+}  // namespace
+}  // namespace Quorvel::Lumo::Api::testing
