@@ -1,0 +1,151 @@
+// The application's side of the measuring-arm service: derive from Client, start it once,
+// and receive every message of the service as a call of one of the virtual callbacks below.
+// The callbacks run on the thread that dispatches the process's window messages, the same
+// thread that must call Start.
+//
+// Callbacks are named after the message that brings them where the message has no name of
+// its own. Their arguments:
+//   XeLUMOResult       the service's verdict on a request the application sent;
+//   bool               a yes/no event;
+//   const uint8_t*     a fixed-size record (size noted), zero-extended when the service
+//                      sent less, the received bytes themselves otherwise;
+//   ServiceRecord      a record whose layout belongs to the service, with its header.
+// Records and pointers live only during the call.
+#pragma once
+
+#include "service_api/client/dc_script_client.h"
+#include "service_api/client/display_client.h"
+#include "service_api/client/internal_error_handler.h"
+#include "service_api/client/payload_decoders.h"
+#include "service_api/client/service_record.h"
+#include "service_api/client/wrtl_client.h"
+#include "service_api/core/core.h"
+#include "service_api/core/result_codes.h"
+
+#include <cstdint>
+#include <memory>
+
+namespace Quorvel::Lumo::Api {
+
+class Client : public IInternalErrorHandler {
+  public:
+    // The connection core and the three sub-clients, which share it.
+    Client();
+    // Ends the session: unregisters when registered and closes the message window before
+    // anything is released; no callback arrives from then on.
+    virtual ~Client();
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    // Opens the message window and waits for the service. `startFlag` registers as soon as
+    // the service appears, `startValue` is the client type, the eight bytes of
+    // `*optionalValue` (little-endian; zero when null) are the client key, and a non-zero
+    // `startArg` selects the alternate registration. 25 when started already (the running
+    // session stays as it is), 7 when memory ran out, else 0.
+    XeLUMOResult Start(std::uint32_t startArg, const std::uint64_t* optionalValue,
+                       std::uint32_t startValue, bool startFlag);
+    bool IsStarted() const;
+
+    Display::DisplayClient& GetDisplayClient() { return *m_display; }
+    DcScript::Client& GetDcScriptClient() { return *m_dcScript; }
+    Wrtl::Client& GetWrtlClient() { return *m_wrtl; }
+
+    void OnInternalError(std::uint32_t /*kind*/, std::uint32_t /*messageId*/) override {}
+
+    virtual void OnServerMessage1010(const ServiceRecord& /*record*/) {}
+    // Registered with the service: requests can be sent from now on.
+    virtual void OnConnectedToServer() = 0;
+    virtual void OnServerMessage1009(const std::uint8_t* /*record*/) {}  // 400 bytes
+    virtual void OnServerMessage2208(const ServiceRecord& /*record*/) {}
+    // The attached instrument (message 1000): a 700-byte record.
+    virtual void OnInstrumentData(const std::uint8_t* record) = 0;
+    virtual void OnServerMessage1100(const ServiceRecord& /*record*/) {}
+    virtual void OnServerMessage2215(const std::uint8_t* /*record*/) {}  // 700 bytes
+    virtual void OnServerMessage2210(bool /*value*/) {}
+    virtual void OnServerMessage1001(const std::uint8_t* /*record*/) {}  // 564 bytes
+    virtual void OnServerMessage2232(const ServiceRecord& /*record*/) {}
+    virtual void OnServerMessage1006(const std::uint8_t* /*record*/) {}  // 528 bytes
+    // A measurement (message 1002) whose status word has kReliableMeasurementBit set.
+    virtual void OnReliableMeasurement(const std::uint8_t* measurement) = 0;
+    virtual void OnServerMessage2231(const ServiceRecord& /*record*/) {}
+    virtual void OnServerMessage2216(const ServiceRecord& /*record*/) {}
+    virtual void OnServerMessage2221(const ServiceRecord& /*record*/) {}
+    virtual void OnServerMessage2222(const ServiceRecord& /*record*/) {}
+    virtual void OnServerMessage2013(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2224(const ServiceRecord& /*record*/) {}
+    virtual void OnServerMessage2223(const ServiceRecord& /*record*/) {}
+    virtual void OnServerMessage2081(const ServiceRecord& /*record*/) {}
+    virtual void OnServerMessage2082(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2083(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2200(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2201(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2220(const ServiceRecord& /*record*/) {}
+    // Data reply: a 48-byte header and the data behind it (null when there is none).
+    virtual void OnServerMessage2015(XeLUMOResult /*result*/, const std::uint8_t* /*header*/,
+                                     const std::uint8_t* /*data*/, std::uint32_t /*dataSize*/) {}
+    virtual void OnServerMessage2030(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2031(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2207(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2004(const ServiceRecord& /*record*/) {}
+    virtual void OnServerMessage2019(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2017(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2100(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2003(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2005(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2011(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2080(const ServiceRecord& /*record*/) {}
+    virtual void OnServerMessage2010(const ServiceRecord& /*record*/) {}
+    virtual void OnServerMessage2014(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2233(const std::uint8_t* /*record*/) {}  // 700 bytes
+    virtual void OnServerMessage2009(const ServiceRecord& /*record*/) {}
+    virtual void OnServerMessage2002(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2008(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2012(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2217(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2203(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2211(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2204(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2205(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2206(const std::uint8_t* /*record*/) {}  // 564 bytes
+    virtual void OnServerMessage2212(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2214(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2007(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2016(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2020(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2021(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2023(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2024(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2022(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage2209(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage1022(XeLUMOResult /*result*/) {}
+    virtual void OnServerMessage1021(const ServiceRecord& /*record*/) {}
+    virtual void OnServerMessage1008(const ServiceRecord& /*record*/) {}
+    virtual void OnServerMessage2202(const std::uint8_t* /*record*/) {}  // 564 bytes
+    // The service went away (its window vanished, or it said it is shutting down).
+    virtual void OnServerDown() = 0;
+    // Unregistered (by Unregister, or when the session ends).
+    virtual void OnUnregisteredFromServer() {}
+    // The service announced itself; registration follows when the session auto-registers.
+    virtual void OnServerAvailable() {}
+    virtual void OnServerMessage2225(const ServiceRecord& /*record*/) {}
+    virtual void OnServerMessage2218(const std::uint8_t* /*record*/) {}  // 528 bytes
+    // A measurement (message 1002) without kReliableMeasurementBit.
+    virtual void OnUnreliableMeasurement(const std::uint8_t* measurement) = 0;
+    virtual void OnServerMessage1020(const ServiceRecord& /*record*/) {}
+    // A reply that no one else claims, as it came: its two arguments and its payload
+    // (null when empty).
+    virtual void OnServerMessage1004(std::uint32_t /*argument1*/, std::uint32_t /*argument2*/,
+                                     const std::uint8_t* /*payload*/,
+                                     std::uint32_t /*payloadSize*/) {}
+
+  private:
+    void RegisterMessageHandlers();
+    void Detach();
+
+    std::unique_ptr<Core> m_core;
+    std::unique_ptr<Display::DisplayClient> m_display;
+    std::unique_ptr<DcScript::Client> m_dcScript;
+    std::unique_ptr<Wrtl::Client> m_wrtl;
+};
+
+}  // namespace Quorvel::Lumo::Api

@@ -1,0 +1,69 @@
+// The sub-client of the display that the service manages: it passes the display's events
+// and the replies to display commands to the application's display observers, and the
+// touch-screen events (2068 to 2074) to its touch-screen observers. The records they carry
+// belong to the service.
+#pragma once
+
+#include "service_api/client/observable.h"
+#include "service_api/client/service_record.h"
+#include "service_api/core/icore.h"
+
+namespace Quorvel::Lumo::Api::Display {
+
+class IObserver {
+  public:
+    virtual ~IObserver() = default;
+    virtual void OnServerMessage2062(const ServiceRecord& record) = 0;  // display event
+    virtual void OnServerMessage2075(const ServiceRecord& record) = 0;  // display event
+    virtual void OnServerMessage2061(const ServiceRecord& record) = 0;  // reply to 2061
+    virtual void OnServerMessage2065(const ServiceRecord& record) = 0;  // reply to 2065
+    virtual void OnServerMessage2066(const ServiceRecord& record) = 0;  // reply to 2066
+    virtual void OnServerMessage2067(const ServiceRecord& record) = 0;  // reply to 2067
+};
+
+class ITouchScreenObserver {
+  public:
+    virtual ~ITouchScreenObserver() = default;
+    virtual void OnServerMessage2068(const ServiceRecord& record) = 0;
+    virtual void OnServerMessage2069(const ServiceRecord& record) = 0;
+    virtual void OnServerMessage2070(const ServiceRecord& record) = 0;
+    virtual void OnServerMessage2071(const ServiceRecord& record) = 0;
+    virtual void OnServerMessage2072(const ServiceRecord& record) = 0;
+    virtual void OnServerMessage2073(const ServiceRecord& record) = 0;
+    virtual void OnServerMessage2074(const ServiceRecord& record) = 0;
+};
+
+class DisplayClient final : private IObserver, private ITouchScreenObserver {
+  public:
+    explicit DisplayClient(ICore& core) : m_core(core) {}
+
+    // Hands the core a handler for each display message: 2062, 2069, 2068, 2070, 2071,
+    // 2072, 2073, 2074, 2075, 2066, 2061, 2065, 2067.
+    void RegisterMessageHandlers();
+
+    Events::IObservable<IObserver>& Observers() { return m_observers; }
+    Events::IObservable<ITouchScreenObserver>& TouchScreenObservers() {
+        return m_touchScreenObservers;
+    }
+
+  private:
+    void OnServerMessage2062(const ServiceRecord& record) override;
+    void OnServerMessage2075(const ServiceRecord& record) override;
+    void OnServerMessage2061(const ServiceRecord& record) override;
+    void OnServerMessage2065(const ServiceRecord& record) override;
+    void OnServerMessage2066(const ServiceRecord& record) override;
+    void OnServerMessage2067(const ServiceRecord& record) override;
+    void OnServerMessage2068(const ServiceRecord& record) override;
+    void OnServerMessage2069(const ServiceRecord& record) override;
+    void OnServerMessage2070(const ServiceRecord& record) override;
+    void OnServerMessage2071(const ServiceRecord& record) override;
+    void OnServerMessage2072(const ServiceRecord& record) override;
+    void OnServerMessage2073(const ServiceRecord& record) override;
+    void OnServerMessage2074(const ServiceRecord& record) override;
+
+    ICore& m_core;
+    Events::Observable<IObserver> m_observers;
+    Events::Observable<ITouchScreenObserver> m_touchScreenObservers;
+};
+
+}  // namespace Quorvel::Lumo::Api::Display

@@ -1,0 +1,51 @@
+// Lists of application observers that the sub-clients pass the service's events to. The
+// observers are not owned; each must be removed before it goes.
+#pragma once
+
+#include <algorithm>
+#include <vector>
+
+namespace Quorvel::Lumo::Api::Events {
+
+template <class T>
+class IObservable {
+  public:
+    virtual ~IObservable() = default;
+    // Adding an observer that is already there changes nothing.
+    virtual void AddObserver(T* observer) = 0;
+    virtual void RemoveObserver(T* observer) = 0;
+};
+
+template <class T>
+class Observable final : public IObservable<T> {
+  public:
+    void AddObserver(T* observer) override {
+        if (observer != nullptr && !Contains(observer)) {
+            m_observers.push_back(observer);
+        }
+    }
+
+    void RemoveObserver(T* observer) override { std::erase(m_observers, observer); }
+
+    // Calls `operation` on every observer, in the order they were added. An observer may
+    // add or remove observers meanwhile: one removed before its turn is skipped, one
+    // added waits for the next event.
+    template <class... Params, class... Args>
+    void Notify(void (T::*operation)(Params...), const Args&... args) {
+        const std::vector<T*> current = m_observers;
+        for (T* observer : current) {
+            if (Contains(observer)) {
+                (observer->*operation)(args...);
+            }
+        }
+    }
+
+  private:
+    bool Contains(T* observer) const {
+        return std::find(m_observers.begin(), m_observers.end(), observer) != m_observers.end();
+    }
+
+    std::vector<T*> m_observers;
+};
+
+}  // namespace Quorvel::Lumo::Api::Events

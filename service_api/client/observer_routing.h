@@ -1,0 +1,32 @@
+// How a sub-client passes service messages to its own observer face, whose operations
+// forward them to the application's observers.
+#pragma once
+
+#include "service_api/client/service_record.h"
+#include "service_api/core/icore.h"
+
+#include <cstdint>
+#include <initializer_list>
+#include <utility>
+
+namespace Quorvel::Lumo::Api {
+
+template <class Observer>
+using RecordOperation = void (Observer::*)(const ServiceRecord&);
+
+// Registers one handler per (message code, operation), in the order given; each calls the
+// operation on `target` with the message as a ServiceRecord.
+template <class Observer>
+void RouteRecords(
+    ICore& core, Observer& target,
+    std::initializer_list<std::pair<std::int32_t, RecordOperation<Observer>>> routes) {
+    for (const auto& [messageCode, operation] : routes) {
+        core.AddMessageHandler(
+            messageCode,
+            ForwardRecord([&target, operation = operation](const ServiceRecord& record) {
+                (target.*operation)(record);
+            }));
+    }
+}
+
+}  // namespace Quorvel::Lumo::Api

@@ -1,0 +1,37 @@
+// The sub-client of the service's Wrtl feature. It passes the feature's messages to the
+// application's observers; the records they carry belong to the service.
+#pragma once
+
+#include "service_api/client/observable.h"
+#include "service_api/client/service_record.h"
+#include "service_api/core/icore.h"
+
+namespace Quorvel::Lumo::Api::Wrtl {
+
+class IObserver {
+  public:
+    virtual ~IObserver() = default;
+    virtual void OnServerMessage2302(const ServiceRecord& record) = 0;  // unasked event
+    virtual void OnServerMessage2301(const ServiceRecord& record) = 0;  // reply to 2301
+    virtual void OnServerMessage2300(const ServiceRecord& record) = 0;  // reply to 2300
+};
+
+class Client final : private IObserver {
+  public:
+    explicit Client(ICore& core) : m_core(core) {}
+
+    // Hands the core a handler for each of the feature's messages: 2302, 2301, 2300.
+    void RegisterMessageHandlers();
+
+    Events::IObservable<IObserver>& Observers() { return m_observers; }
+
+  private:
+    void OnServerMessage2302(const ServiceRecord& record) override;
+    void OnServerMessage2301(const ServiceRecord& record) override;
+    void OnServerMessage2300(const ServiceRecord& record) override;
+
+    ICore& m_core;
+    Events::Observable<IObserver> m_observers;
+};
+
+}  // namespace Quorvel::Lumo::Api::Wrtl

@@ -1,0 +1,246 @@
+#include "service_api/client/client.h"
+
+#include "platform/service.h"
+#include "service_api/core/registration.h"
+#include "tests/service_api_client/recording_client.h"
+#include "tests/service_api_connection/service_peer.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Quorvel::Lumo::Api::testing {
+namespace {
+
+using Orvane::Platform::MessageWindowService;
+using Orvane::Platform::ScopedOverride;
+
+class ClientTest : public ::testing::Test {
+  protected:
+    // Started as the helper starts it, and registered with the service.
+    void Connect() {
+        ASSERT_EQ(m_client->Start(0, nullptr, 0, true), LUMO_SUCCESS);
+        m_service.Announce();
+        ASSERT_EQ(m_client->log, (std::vector<std::string>{"available", "connected"}));
+        m_client->log.clear();
+    }
+    WindowHandle ClientWindow() const { return m_desktop.CreatedWindows().at(0); }
+    void Tell(std::uint32_t messageId, std::uint32_t argument1, std::uint32_t argument2,
+              const std::vector<std::uint8_t>& payload) {
+        m_service.Tell(ClientWindow(), messageId, argument1, argument2, payload);
+    }
+    std::string LastEntry() const {
+        return m_client->log.empty() ? "(nothing)" : m_client->log.back();
+    }
+
+    FakeMessageWindow m_desktop;
+    ScopedOverride<MessageWindowService> m_installed{m_desktop};
+    ServicePeer m_service{m_desktop};
+    std::unique_ptr<RecordingClient> m_client = std::make_unique<RecordingClient>();
+};
+
+TEST_F(ClientTest, EveryMessageReachesItsCallbackThroughItsDecoder) {
+    Connect();
+    // Status word 0x00200000, then one more byte.
+    const std::vector<std::uint8_t> payload{0x00, 0x00, 0x20, 0x00, 0xAB};
+    const std::string zeroHeader(96, '0');
+    std::vector<std::pair<std::uint32_t, std::string>> cases = {
+        {1000, "instrument"},
+        {1002, "reliable"},
+        {1004, "1004 raw 1 5 00002000ab 5"},
+        {2015, "2015 data 5 " + zeroHeader + " null 0"},
+        {2210, "2210 flag 1"},
+    };
+#define LUMO_EXPECT_RESULT(id) cases.push_back({id, #id " result 5"});
+#define LUMO_EXPECT_RECORD(id) cases.push_back({id, #id " record " #id " 00002000ab"});
+#define LUMO_EXPECT_FIXED(id) cases.push_back({id, #id " fixed"});
+    LUMO_RESULT_MESSAGES(LUMO_EXPECT_RESULT)
+    LUMO_RECORD_MESSAGES(LUMO_EXPECT_RECORD)
+    LUMO_FIXED_MESSAGES(LUMO_EXPECT_FIXED)
+#undef LUMO_EXPECT_RESULT
+#undef LUMO_EXPECT_RECORD
+#undef LUMO_EXPECT_FIXED
+    ASSERT_EQ(cases.size(), 67u);
+
+    for (const auto& [messageId, expected] : cases) {
+        m_client->log.clear();
+        Tell(messageId, 1, 5, payload);
+        EXPECT_EQ(m_client->log, std::vector<std::string>{expected}) << "message " << messageId;
+    }
+}
+
+TEST_F(ClientTest, FixedRecordsAreZeroExtendedOrPassedAsReceived) {
+    Connect();
+    const struct {
+        std::uint32_t messageId;
+        std::size_t size;
+    } cases[] = {{1000, 700}, {2215, 700}, {2233, 700}, {1001, 564}, {2206, 564},
+                 {2202, 564}, {1006, 528}, {2218, 528}, {1009, 400}};
+    for (const auto& each : cases) {
+        // One byte short: the record's last byte is the zero of the padding.
+        std::vector<std::uint8_t> shorter(each.size - 1, 0x11);
+        m_client->peek = each.size;
+        Tell(each.messageId, 0, 0, shorter);
+        ASSERT_EQ(m_client->peeked.size(), 1u) << each.messageId;
+        shorter.push_back(0);
+        EXPECT_EQ(m_client->peeked.back(), shorter) << each.messageId;
+
+        // One byte long: the received payload itself, so its extra byte is readable.
+        std::vector<std::uint8_t> longer(each.size + 1, 0x11);
+        longer.back() = 0x22;
+        m_client->peek = longer.size();
+        Tell(each.messageId, 0, 0, longer);
+        EXPECT_EQ(m_client->peeked.back(), longer) << each.messageId;
+        m_client->peeked.clear();
+    }
+}
+
+TEST_F(ClientTest, InstrumentDataOfTenAndEightHundredBytes) {
+    Connect();
+    std::vector<std::uint8_t> ten{1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
+    m_client->peek = 700;
+    Tell(1000, 0, 0, ten);
+    std::vector<std::uint8_t> expected = ten;
+    expected.resize(700, 0);
+    EXPECT_EQ(m_client->peeked.back(), expected);
+
+    std::vector<std::uint8_t> eightHundred(800);
+    for (std::size_t i = 0; i < eightHundred.size(); ++i) {
+        eightHundred[i] = static_cast<std::uint8_t>(i * 7);
+    }
+    m_client->peek = 800;
+    Tell(1000, 0, 0, eightHundred);
+    EXPECT_EQ(m_client->peeked.back(), eightHundred);
+    EXPECT_EQ(m_client->log, (std::vector<std::string>{"instrument", "instrument"}));
+}
+
+TEST_F(ClientTest, MeasurementsSplitOnTheReliableBit) {
+    Connect();
+    const struct {
+        std::vector<std::uint8_t> payload;
+        std::string expected;
+    } cases[] = {
+        {{0x00, 0x00, 0x20, 0x00}, "reliable"},          // 0x00200000
+        {{0xFF, 0xFF, 0x1F, 0x00, 0x99}, "unreliable"},  // 0x001FFFFF
+        {{0xFF, 0xFF, 0xFF, 0xFF}, "reliable"},          // every bit
+        {{0xFF, 0xFF, 0xDF, 0xFF}, "unreliable"},        // every bit but that one
+        {{0x00, 0x00, 0x20}, "internal 2 1002"},         // no whole status word
+        {{}, "internal 2 1002"},
+    };
+    for (const auto& each : cases) {
+        m_client->peek = each.payload.size();
+        m_client->peeked.clear();
+        Tell(1002, 0, 0, each.payload);
+        EXPECT_EQ(LastEntry(), each.expected) << ::testing::PrintToString(each.payload);
+        if (each.expected != "internal 2 1002") {
+            ASSERT_EQ(m_client->peeked.size(), 1u);
+            EXPECT_EQ(m_client->peeked[0], each.payload) << "the record is passed untouched";
+        }
+    }
+}
+
+TEST_F(ClientTest, UnclaimedRepliesArriveRaw) {
+    Connect();
+    Tell(1004, 9999, 7, {});
+    EXPECT_EQ(LastEntry(), "1004 raw 9999 7 null 0");
+    Tell(1004, 9999, 0, {0xC0, 0xDE});
+    EXPECT_EQ(LastEntry(), "1004 raw 9999 0 c0de 2");
+    // A reply to a code the client handles goes to that code's callback.
+    Tell(1004, 2013, 3, {});
+    EXPECT_EQ(LastEntry(), "2013 result 3");
+}
+
+TEST_F(ClientTest, DataReplySplitsHeaderAndData) {
+    Connect();
+    std::vector<std::uint8_t> header(48);
+    for (std::size_t i = 0; i < header.size(); ++i) {
+        header[i] = static_cast<std::uint8_t>(i + 1);
+    }
+    const std::string headerHex = Hex(header.data(), header.size());
+    const std::string zeroHeader(96, '0');
+    auto with = [&](std::vector<std::uint8_t> tail) {
+        std::vector<std::uint8_t> payload = header;
+        payload.insert(payload.end(), tail.begin(), tail.end());
+        return payload;
+    };
+    const struct {
+        const char* name;
+        std::uint32_t result;
+        std::vector<std::uint8_t> payload;
+        std::string expected;
+    } cases[] = {
+        {"47 bytes", 0, std::vector<std::uint8_t>(header.begin(), header.end() - 1),
+         "2015 data 7 " + zeroHeader + " null 0"},
+        {"header only", 0, header, "2015 data 0 " + headerHex + " null 0"},
+        {"header and data", 0, with({0xAA, 0xBB}), "2015 data 0 " + headerHex + " aabb 2"},
+        {"refused", 5, with({0xAA}), "2015 data 5 " + zeroHeader + " null 0"},
+    };
+    for (const auto& each : cases) {
+        Tell(2015, 0, each.result, each.payload);
+        EXPECT_EQ(LastEntry(), each.expected) << each.name;
+    }
+}
+
+TEST_F(ClientTest, StartTwiceIs25AndKeepsTheSession) {
+    EXPECT_FALSE(m_client->IsStarted());
+    Connect();
+    EXPECT_TRUE(m_client->IsStarted());
+    EXPECT_EQ(m_client->Start(0, nullptr, 0, true), LUMO_ALREADY_STARTED);
+    EXPECT_EQ(m_desktop.CreatedWindows().size(), 1u);
+    Tell(2013, 0, 4, {});
+    EXPECT_EQ(m_client->log, (std::vector<std::string>{"2013 result 4"}));
+}
+
+TEST_F(ClientTest, StartValuesBecomeTheTransportOptions) {
+    const std::uint64_t key = 0x0807060504030201;
+    ASSERT_EQ(m_client->Start(1, &key, 0x0A0B0C0D, true), LUMO_SUCCESS);
+    m_service.Announce();
+    ASSERT_EQ(m_service.Received().size(), 1u);
+    const std::vector<std::uint8_t>& sent = m_service.Received()[0];
+    EXPECT_EQ(U32At(sent, 0), 100u) << "a non-zero start argument registers the other way";
+    EXPECT_EQ(U32At(sent, 72), 0x0A0B0C0Du);
+    const auto request =
+        DecodeRegistrationRequest(sent.data() + 60, sent.size() - 60, {1, 2, 3, 4, 5, 6, 7, 8});
+    ASSERT_TRUE(request.has_value());
+    EXPECT_TRUE(request->time.paddingIsZero) << "the key is the value's bytes, low byte first";
+}
+
+TEST_F(ClientTest, WithoutTheStartFlagTheClientWaitsUnregistered) {
+    ASSERT_EQ(m_client->Start(0, nullptr, 0, false), LUMO_SUCCESS);
+    m_service.Announce();
+    EXPECT_EQ(m_client->log, (std::vector<std::string>{"available"}));
+    EXPECT_TRUE(m_service.Received().empty());
+}
+
+TEST_F(ClientTest, ServerLossReachesOnServerDown) {
+    Connect();
+    Tell(1005, 0, 0, {});
+    EXPECT_EQ(m_client->log, (std::vector<std::string>{"down"}));
+    ServicePeer restarted(m_desktop);
+    restarted.Announce();
+    restarted.Vanish();
+    m_desktop.TickTimers();
+    EXPECT_EQ(m_client->log, (std::vector<std::string>{"down", "available", "connected", "down"}));
+}
+
+TEST_F(ClientTest, DestructionUnregistersAndHearsNothingMore) {
+    Connect();
+    // The service answers the unregistration at once with more messages; the application
+    // part of the client is gone by then and must not be called.
+    m_desktop.SetPeerHandler(m_service.Window(), [&](const std::vector<std::uint8_t>& request) {
+        if (U32At(request, 0) == 2001) {
+            Tell(1000, 0, 0, {1});
+            Tell(1002, 0, 0, {0, 0, 0x20, 0});
+            Tell(1005, 0, 0, {});
+        }
+    });
+    const WindowHandle window = ClientWindow();
+    m_client.reset();
+    EXPECT_EQ(m_service.ReceivedCodes(), (std::vector<std::uint32_t>{2000, 2001}));
+    EXPECT_FALSE(m_desktop.IsWindow(window));
+}
+
+}  // namespace
+}  // namespace Quorvel::Lumo::Api::testing

@@ -1,0 +1,165 @@
+#include "platform/service.h"
+#include "service_api/client/client.h"
+#include "tests/service_api_client/recording_client.h"
+#include "tests/service_api_connection/service_peer.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace Quorvel::Lumo::Api::testing {
+namespace {
+
+using Orvane::Platform::MessageWindowService;
+using Orvane::Platform::ScopedOverride;
+
+// clang-format off
+#define LUMO_DISPLAY_MESSAGES(X) X(2062) X(2075) X(2061) X(2065) X(2066) X(2067)
+#define LUMO_TOUCH_SCREEN_MESSAGES(X) X(2068) X(2069) X(2070) X(2071) X(2072) X(2073) X(2074)
+#define LUMO_DC_SCRIPT_MESSAGES(X) X(2226) X(2227) X(2228) X(2230) X(2229)
+#define LUMO_WRTL_MESSAGES(X) X(2302) X(2301) X(2300)
+// clang-format on
+
+// One observer of every sub-client's events, noting "<face> <operation> <message> <payload>".
+class RecordingObserver final : public Display::IObserver,
+                                public Display::ITouchScreenObserver,
+                                public DcScript::IObserver,
+                                public Wrtl::IObserver {
+  public:
+    explicit RecordingObserver(std::vector<std::string>& log, std::string name = "")
+        : m_log(log), m_name(std::move(name)) {}
+
+#define LUMO_NOTE(face, id)                                                                   \
+    void OnServerMessage##id(const ServiceRecord& record) override {                          \
+        m_log.push_back(m_name + face " " #id " " + std::to_string(record.header.messageId) + \
+                        " " + Hex(record.payload.data(), record.payload.size()));             \
+    }
+#define LUMO_NOTE_DISPLAY(id) LUMO_NOTE("display", id)
+#define LUMO_NOTE_TOUCH_SCREEN(id) LUMO_NOTE("touch", id)
+#define LUMO_NOTE_DC_SCRIPT(id) LUMO_NOTE("script", id)
+#define LUMO_NOTE_WRTL(id) LUMO_NOTE("wrtl", id)
+    LUMO_DISPLAY_MESSAGES(LUMO_NOTE_DISPLAY)
+    LUMO_TOUCH_SCREEN_MESSAGES(LUMO_NOTE_TOUCH_SCREEN)
+    LUMO_DC_SCRIPT_MESSAGES(LUMO_NOTE_DC_SCRIPT)
+    LUMO_WRTL_MESSAGES(LUMO_NOTE_WRTL)
+#undef LUMO_NOTE_DISPLAY
+#undef LUMO_NOTE_TOUCH_SCREEN
+#undef LUMO_NOTE_DC_SCRIPT
+#undef LUMO_NOTE_WRTL
+#undef LUMO_NOTE
+
+  private:
+    std::vector<std::string>& m_log;
+    std::string m_name;
+};
+
+class SubClientTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_EQ(m_client.Start(0, nullptr, 0, true), LUMO_SUCCESS);
+        m_service.Announce();
+        m_client.log.clear();
+    }
+    void Subscribe(RecordingObserver& observer) {
+        m_client.GetDisplayClient().Observers().AddObserver(&observer);
+        m_client.GetDisplayClient().TouchScreenObservers().AddObserver(&observer);
+        m_client.GetDcScriptClient().Observers().AddObserver(&observer);
+        m_client.GetWrtlClient().Observers().AddObserver(&observer);
+    }
+    void Tell(std::uint32_t messageId, const std::vector<std::uint8_t>& payload = {}) {
+        m_service.Tell(m_desktop.CreatedWindows().at(0), messageId, 0, 0, payload);
+    }
+
+    std::vector<std::string> m_log;
+    FakeMessageWindow m_desktop;
+    ScopedOverride<MessageWindowService> m_installed{m_desktop};
+    ServicePeer m_service{m_desktop};
+    RecordingClient m_client;
+};
+
+TEST_F(SubClientTest, EachMessageReachesItsObserverFace) {
+    RecordingObserver observer(m_log);
+    Subscribe(observer);
+    std::vector<std::pair<std::uint32_t, std::string>> cases;
+#define LUMO_EXPECT(face, id) cases.push_back({id, face " " #id " " #id " 5a"});
+#define LUMO_EXPECT_DISPLAY(id) LUMO_EXPECT("display", id)
+#define LUMO_EXPECT_TOUCH_SCREEN(id) LUMO_EXPECT("touch", id)
+#define LUMO_EXPECT_DC_SCRIPT(id) LUMO_EXPECT("script", id)
+#define LUMO_EXPECT_WRTL(id) LUMO_EXPECT("wrtl", id)
+    LUMO_DISPLAY_MESSAGES(LUMO_EXPECT_DISPLAY)
+    LUMO_TOUCH_SCREEN_MESSAGES(LUMO_EXPECT_TOUCH_SCREEN)
+    LUMO_DC_SCRIPT_MESSAGES(LUMO_EXPECT_DC_SCRIPT)
+    LUMO_WRTL_MESSAGES(LUMO_EXPECT_WRTL)
+#undef LUMO_EXPECT_DISPLAY
+#undef LUMO_EXPECT_TOUCH_SCREEN
+#undef LUMO_EXPECT_DC_SCRIPT
+#undef LUMO_EXPECT_WRTL
+#undef LUMO_EXPECT
+    ASSERT_EQ(cases.size(), 21u);
+
+    for (const auto& [messageId, expected] : cases) {
+        m_log.clear();
+        Tell(messageId, {0x5A});
+        EXPECT_EQ(m_log, std::vector<std::string>{expected}) << "message " << messageId;
+    }
+    EXPECT_TRUE(m_client.log.empty()) << "sub-client messages are not the client's own";
+}
+
+TEST_F(SubClientTest, ObserversAreNotifiedOnceEachInOrderUntilRemoved) {
+    RecordingObserver first(m_log, "first "), second(m_log, "second ");
+    Subscribe(first);
+    Subscribe(first);
+    Subscribe(second);
+    Tell(2302);
+    EXPECT_EQ(m_log, (std::vector<std::string>{"first wrtl 2302 2302 ", "second wrtl 2302 2302 "}));
+
+    m_log.clear();
+    m_client.GetWrtlClient().Observers().RemoveObserver(&first);
+    Tell(2302);
+    Tell(2062);
+    EXPECT_EQ(m_log, (std::vector<std::string>{"second wrtl 2302 2302 ", "first display 2062 2062 ",
+                                               "second display 2062 2062 "}));
+}
+
+struct Hearing {
+    virtual ~Hearing() = default;
+    virtual void Hear(int value) = 0;
+};
+
+struct Ear final : Hearing {
+    void Hear(int value) override { heard.push_back(value); }
+    std::vector<int> heard;
+};
+
+// Removes one observer and adds another when it hears something.
+struct Meddler final : Hearing {
+    void Hear(int) override {
+        list->RemoveObserver(removes);
+        list->AddObserver(adds);
+    }
+    Events::Observable<Hearing>* list;
+    Hearing* removes;
+    Hearing* adds;
+};
+
+TEST(Observable, RemovalDuringNotificationActsAtOnceAndAddingFromTheNextEvent) {
+    Events::Observable<Hearing> list;
+    Ear victim, late;
+    Meddler meddler;
+    meddler.list = &list;
+    meddler.removes = &victim;
+    meddler.adds = &late;
+    list.AddObserver(&meddler);
+    list.AddObserver(&victim);
+    list.AddObserver(nullptr);
+
+    list.Notify(&Hearing::Hear, 1);
+    list.Notify(&Hearing::Hear, 2);
+
+    EXPECT_TRUE(victim.heard.empty());
+    EXPECT_EQ(late.heard, std::vector<int>{2});
+}
+
+}  // namespace
+}  // namespace Quorvel::Lumo::Api::testing
