@@ -9,5 +9,7 @@
 // clang-format off
 #include <winsock2.h>
 #include <ws2tcpip.h>
+#include <mstcpip.h>
+#include <mswsock.h>
 #include <windows.h>
 // clang-format on

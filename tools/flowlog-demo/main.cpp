@@ -1,5 +1,7 @@
 // Records a few flow points from two threads and a timed scope, then prints the flow log
-// as the crash and exit dumps would carry it.
+// as the crash and exit dumps would carry it. On exit it hands over to the exit dump, which
+// writes the same text into the log folder when the registry asks for it.
+#include "diagnostics/flow_log_dump_on_exit.h"
 #include "diagnostics/flow_point.h"
 
 #include <iostream>
@@ -42,5 +44,7 @@ int main() {
         second.Run();
     }).join();
     RenderFlowLog(std::cout);
+    std::cout.flush();
+    FinishFlowLogDumpOnExit();
     return 0;
 }

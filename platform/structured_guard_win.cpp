@@ -1,0 +1,59 @@
+#include "platform/structured_guard.h"
+
+#include "platform/windows_api.h"
+
+#include <excpt.h>
+
+namespace {
+
+// The handler of the innermost guard on this thread.
+thread_local void (*currentOnFault)(Orvane::Platform::ExceptionPointers*) = nullptr;
+
+// The code under which GCC raises C++ exceptions; they belong to C++ handlers, not to us.
+constexpr DWORD kGccCxxException = 0x20474343;
+
+}  // namespace
+
+// The unwinder calls the filter by its plain symbol name, with the establisher frame.
+extern "C" LONG LumoStructuredGuardFilter(EXCEPTION_POINTERS* exception, void*) {
+    if (exception->ExceptionRecord->ExceptionCode == kGccCxxException)
+        return EXCEPTION_CONTINUE_SEARCH;
+    if (currentOnFault)
+        currentOnFault(exception);
+    return EXCEPTION_EXECUTE_HANDLER;
+}
+
+namespace {
+
+// Must hold no object with a destructor and no try block (GCC's own handler would replace
+// the guard), and must not take part in interprocedural register allocation, or registers
+// are wrong after recovery.
+__attribute__((noipa)) void CallUnderGuard(void (*body)(void*), void* context) {
+    __try1(LumoStructuredGuardFilter) body(context);
+    __except1;
+}
+
+class HandlerScope {
+  public:
+    explicit HandlerScope(void (*onFault)(Orvane::Platform::ExceptionPointers*))
+        : previous_(currentOnFault) {
+        currentOnFault = onFault;
+    }
+    ~HandlerScope() { currentOnFault = previous_; }
+    HandlerScope(const HandlerScope&) = delete;
+    HandlerScope& operator=(const HandlerScope&) = delete;
+
+  private:
+    void (*previous_)(Orvane::Platform::ExceptionPointers*);
+};
+
+}  // namespace
+
+namespace Orvane::Platform {
+
+void RunStructuredGuarded(void (*body)(void*), void* context, void (*onFault)(ExceptionPointers*)) {
+    HandlerScope scope(onFault);
+    CallUnderGuard(body, context);
+}
+
+}  // namespace Orvane::Platform

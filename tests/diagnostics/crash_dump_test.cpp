@@ -1,0 +1,218 @@
+#include "diagnostics/crash_dump.h"
+
+#include "diagnostics/flow_point.h"
+#include "diagnostics/log_files.h"
+#include "platform/clock.h"
+#include "platform/service.h"
+#include "platform/testing/fake_minidump_writer.h"
+#include "platform/testing/fake_special_folders.h"
+
+#include <gtest/gtest.h>
+
+#include <cwchar>
+#include <future>
+#include <optional>
+#include <string>
+
+namespace {
+
+using Orvane::Platform::ExceptionPointers;
+using Orvane::Platform::MiniDumpWriter;
+using Orvane::Platform::ScopedOverride;
+using Orvane::Platform::SpecialFolders;
+using Orvane::Platform::Testing::FakeMiniDumpWriter;
+using Orvane::Platform::Testing::FakeSpecialFolders;
+
+// Only its address travels; nothing dereferences it.
+ExceptionPointers* const kSomeException =
+    reinterpret_cast<ExceptionPointers*>(std::uintptr_t{0x5150});
+
+class CrashDump : public ::testing::Test {
+  protected:
+    CrashDump() { folders.SetCommonAppData(L"C:\\ProgramData"); }
+
+    FakeMiniDumpWriter writer;
+    FakeSpecialFolders folders;
+    ScopedOverride<MiniDumpWriter> writerOverride{writer};
+    ScopedOverride<SpecialFolders> foldersOverride{folders};
+};
+
+TEST_F(CrashDump, BareNamesGoIntoTheLogFolderAndPathsStayAsGiven) {
+    struct Case {
+        std::optional<std::wstring> commonAppData;
+        const wchar_t* path;
+        std::optional<std::wstring> opened;
+    };
+    const Case cases[] = {
+        {L"C:\\ProgramData", L"x.dmp", L"C:\\ProgramData\\Orvane\\Logs\\x.dmp"},
+        {L"C:\\ProgramData\\", L"x.dmp", L"C:\\ProgramData\\Orvane\\Logs\\x.dmp"},
+        {L"C:\\ProgramData", L"D:\\dumps\\x.dmp", L"D:\\dumps\\x.dmp"},
+        {L"C:\\ProgramData", L".\\x.dmp", L".\\x.dmp"},
+        {std::nullopt, L"D:\\x.dmp", L"D:\\x.dmp"},
+        // No log folder: a bare name has nowhere to go.
+        {std::nullopt, L"x.dmp", std::nullopt},
+    };
+    for (const Case& c : cases) {
+        FakeMiniDumpWriter local;
+        ScopedOverride<MiniDumpWriter> localOverride(local);
+        folders.SetCommonAppData(c.commonAppData);
+        const bool written = WriteCrashDump(c.path, nullptr);
+        const auto opened = local.OpenedPaths();
+        if (c.opened) {
+            EXPECT_TRUE(written);
+            ASSERT_EQ(opened.size(), 1u);
+            EXPECT_EQ(opened[0], *c.opened);
+        } else {
+            EXPECT_FALSE(written);
+            EXPECT_TRUE(opened.empty());
+            EXPECT_TRUE(local.Writes().empty());
+        }
+    }
+}
+
+TEST_F(CrashDump, DumpCarriesTheFlowLogTextAsUserStream) {
+    FLOW_POINT("CrashDumpTest", "BeforeTheDump");
+    FLOW_RECORD(this, 42);
+    std::uint32_t error = 99;
+    EXPECT_TRUE(WriteCrashDump(L"C:\\dumps\\one.dmp", kSomeException, &error));
+    EXPECT_EQ(error, 0u);
+
+    const auto writes = writer.Writes();
+    ASSERT_EQ(writes.size(), 1u);
+    EXPECT_EQ(writes[0].dumpType, 0x50u);
+    EXPECT_EQ(writes[0].threadId, Orvane::Platform::CurrentThreadId());
+    EXPECT_EQ(writes[0].exception, kSomeException);
+    EXPECT_EQ(writes[0].userStreamType, 0x10000u);
+    EXPECT_EQ(writes[0].userStreamBytes, RenderFlowLogText());
+    EXPECT_NE(writes[0].userStreamBytes.find("in_class CrashDumpTest at BeforeTheDump"),
+              std::string::npos);
+    ASSERT_EQ(writer.ClosedFiles().size(), 1u);
+    EXPECT_EQ(writer.ClosedFiles()[0], writes[0].file);
+}
+
+TEST_F(CrashDump, FailedWriteIsRepeatedWithoutTheUserStream) {
+    using Outcome = FakeMiniDumpWriter::Outcome;
+    struct Case {
+        std::vector<Outcome> outcomes;
+        bool written;
+        std::uint32_t error;
+        std::size_t writes;
+    };
+    const Case cases[] = {
+        {{{1, 0}}, true, 0, 1},
+        {{{0, 8}, {1, 0}}, true, 0, 2},
+        {{{0, 8}, {0, 112}}, false, 112, 2},
+        // Only exactly 1 counts as success.
+        {{{2, 0}, {1, 0}}, true, 0, 2},
+        {{{0, 8}, {-1, 5}}, false, 5, 2},
+    };
+    for (const Case& c : cases) {
+        FakeMiniDumpWriter local;
+        ScopedOverride<MiniDumpWriter> localOverride(local);
+        local.QueueOutcomes(c.outcomes);
+        std::uint32_t error = 1234;
+        EXPECT_EQ(WriteCrashDump(L"C:\\d\\x.dmp", kSomeException, &error), c.written);
+        EXPECT_EQ(error, c.error);
+        const auto writes = local.Writes();
+        ASSERT_EQ(writes.size(), c.writes);
+        EXPECT_EQ(writes[0].userStreamType, 0x10000u);
+        if (c.writes == 2) {
+            EXPECT_EQ(writes[1].file, writes[0].file);
+            EXPECT_EQ(writes[1].userStreamType, std::nullopt);
+            EXPECT_EQ(writes[1].exception, kSomeException);
+            EXPECT_EQ(writes[1].dumpType, 0x50u);
+        }
+        EXPECT_EQ(local.ClosedFiles().size(), 1u);
+    }
+}
+
+TEST_F(CrashDump, FileThatDoesNotOpenMeansNoDumpAndTheNextRequestStillWorks) {
+    writer.FailOpening(L"C:\\ProgramData\\Orvane\\Logs\\x.dmp");
+    std::uint32_t error = 7;
+    EXPECT_FALSE(WriteCrashDump(L"x.dmp", nullptr, &error));
+    EXPECT_EQ(error, 0u);
+    EXPECT_TRUE(writer.Writes().empty());
+    EXPECT_TRUE(writer.ClosedFiles().empty());
+
+    EXPECT_TRUE(WriteCrashDump(L"y.dmp", nullptr));
+    EXPECT_EQ(writer.Writes().size(), 1u);
+}
+
+TEST_F(CrashDump, RequestWhileADumpIsBeingWrittenIsRefusedUntouched) {
+    struct Second {
+        bool written;
+        std::uint32_t error;
+    };
+    std::vector<Second> seconds;
+    writer.DuringWrite([&] {
+        // From this thread (a second fault in the filter) and from another one at once.
+        std::uint32_t error = 5;
+        const bool written = WriteCrashDump(L"C:\\d\\second.dmp", nullptr, &error);
+        seconds.push_back({written, error});
+        seconds.push_back(std::async(std::launch::async, [] {
+                              std::uint32_t otherError = 5;
+                              const bool otherWritten =
+                                  WriteCrashDump(L"C:\\d\\third.dmp", nullptr, &otherError);
+                              return Second{otherWritten, otherError};
+                          }).get());
+    });
+    EXPECT_TRUE(WriteCrashDump(L"C:\\d\\first.dmp", kSomeException));
+    writer.DuringWrite(nullptr);
+
+    ASSERT_EQ(seconds.size(), 2u);
+    for (const Second& second : seconds) {
+        EXPECT_FALSE(second.written);
+        EXPECT_EQ(second.error, 0u);
+    }
+    EXPECT_EQ(writer.OpenedPaths(), std::vector<std::wstring>{L"C:\\d\\first.dmp"});
+    EXPECT_EQ(writer.Writes().size(), 1u);
+
+    // Once the first dump is done, the next one is written again.
+    EXPECT_TRUE(WriteCrashDump(L"C:\\d\\later.dmp", nullptr));
+    EXPECT_EQ(writer.OpenedPaths().size(), 2u);
+}
+
+std::wstring ExpectedCrashName(const Orvane::Platform::LocalTime& t) {
+    wchar_t text[96];
+    std::swprintf(
+        text, std::size(text),
+        L"C:\\ProgramData\\Orvane\\Logs\\LumoDiscoveryHelper_crash_%04d%02d%02d_%02d%02d%02d.dmp",
+        t.year, t.month, t.day, t.hour, t.minute, t.second);
+    return text;
+}
+
+TEST_F(CrashDump, ExceptionDumpIsNamedAfterProgramAndLocalTime) {
+    const auto before = Orvane::Platform::CurrentLocalTime();
+    WriteCrashDumpOnException(kSomeException);
+    const auto after = Orvane::Platform::CurrentLocalTime();
+
+    const auto opened = writer.OpenedPaths();
+    ASSERT_EQ(opened.size(), 1u);
+    EXPECT_TRUE(opened[0] == ExpectedCrashName(before) || opened[0] == ExpectedCrashName(after))
+        << std::string(opened[0].begin(), opened[0].end());
+    ASSERT_EQ(writer.Writes().size(), 1u);
+    EXPECT_EQ(writer.Writes()[0].exception, kSomeException);
+}
+
+TEST_F(CrashDump, ExceptionDumpWithoutLogFolderWritesNothing) {
+    folders.SetCommonAppData(std::nullopt);
+    WriteCrashDumpOnException(kSomeException);
+    EXPECT_TRUE(writer.OpenedPaths().empty());
+    EXPECT_TRUE(writer.Writes().empty());
+}
+
+TEST(LogFiles, TimeStampIsDateUnderscoreTimeWithZeroPadding) {
+    struct Case {
+        Orvane::Platform::LocalTime time;
+        const wchar_t* expected;
+    };
+    const Case cases[] = {
+        {{2024, 1, 3, 31, 23, 59, 59, 999}, L"20240131_235959"},
+        {{999, 12, 0, 1, 0, 0, 5, 0}, L"09991201_000005"},
+        {{2026, 11, 0, 22, 4, 3, 19, 0}, L"20261122_040319"},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(FileTimeStamp(c.time), c.expected);
+}
+
+}  // namespace

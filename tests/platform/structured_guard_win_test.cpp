@@ -1,0 +1,113 @@
+#include "platform/structured_guard.h"
+#include "platform/windows_api.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <vector>
+
+namespace Orvane::Platform {
+namespace {
+
+std::vector<DWORD> faults;  // codes seen by the handler, in order
+
+void RecordFault(ExceptionPointers* exception) {
+    faults.push_back(exception->ExceptionRecord->ExceptionCode);
+}
+void RecordOuterFault(ExceptionPointers* exception) {
+    faults.push_back(0x80000000u | exception->ExceptionRecord->ExceptionCode);
+}
+
+int* volatile nowhere = nullptr;  // volatile, so the compiler cannot see the null
+
+struct Steps {
+    bool before = false;
+    bool after = false;
+};
+
+void AccessViolation(void* context) {
+    static_cast<Steps*>(context)->before = true;
+    *nowhere = 1;
+    static_cast<Steps*>(context)->after = true;
+}
+
+void SoftwareException(void* context) {
+    static_cast<Steps*>(context)->before = true;
+    RaiseException(0xE0004C55, 0, 0, nullptr);
+    static_cast<Steps*>(context)->after = true;
+}
+
+// The system raises exceptions of its own to deliver debugger texts and handles them itself;
+// they must not look like faults.
+void WritesDebuggerTexts(void* context) {
+    static_cast<Steps*>(context)->before = true;
+    OutputDebugStringA("structured guard test\n");
+    OutputDebugStringW(L"structured guard test\n");
+    static_cast<Steps*>(context)->after = true;
+}
+
+void Harmless(void* context) {
+    static_cast<Steps*>(context)->before = true;
+    static_cast<Steps*>(context)->after = true;
+}
+
+TEST(StructuredGuard, StructuredExceptionsReachTheHandlerAndEndTheRun) {
+    struct Case {
+        void (*body)(void*);
+        std::vector<DWORD> faults;
+        bool after;
+    };
+    const Case cases[] = {
+        {AccessViolation, {0xC0000005}, false},
+        {SoftwareException, {0xE0004C55}, false},
+        {WritesDebuggerTexts, {}, true},
+        {Harmless, {}, true},
+    };
+    for (const Case& c : cases) {
+        faults.clear();
+        Steps steps;
+        RunStructuredGuarded(c.body, &steps, RecordFault);
+        EXPECT_TRUE(steps.before);
+        EXPECT_EQ(steps.after, c.after);
+        EXPECT_EQ(faults, c.faults);
+    }
+}
+
+void InnerGuardThenFault(void* context) {
+    Steps inner;
+    RunStructuredGuarded(AccessViolation, &inner, RecordFault);
+    AccessViolation(context);
+}
+
+TEST(StructuredGuard, InnerGuardHandlesItsOwnFaultAndGivesTheOuterOneBack) {
+    faults.clear();
+    Steps outer;
+    RunStructuredGuarded(InnerGuardThenFault, &outer, RecordOuterFault);
+    EXPECT_EQ(faults, (std::vector<DWORD>{0xC0000005, 0x80000000u | 0xC0000005}));
+    EXPECT_TRUE(outer.before);
+    EXPECT_FALSE(outer.after);
+}
+
+void CatchesItsOwn(void* context) {
+    try {
+        throw std::runtime_error("inside");
+    } catch (const std::runtime_error&) {
+        *static_cast<bool*>(context) = true;
+    }
+}
+
+void LetsOneOut(void*) {
+    throw std::logic_error("outside");
+}
+
+TEST(StructuredGuard, CppExceptionsAreLeftToCpp) {
+    faults.clear();
+    bool caught = false;
+    RunStructuredGuarded(CatchesItsOwn, &caught, RecordFault);
+    EXPECT_TRUE(caught);
+    EXPECT_THROW(RunStructuredGuarded(LetsOneOut, nullptr, RecordFault), std::logic_error);
+    EXPECT_TRUE(faults.empty());
+}
+
+}  // namespace
+}  // namespace Orvane::Platform
