@@ -8,11 +8,11 @@ namespace {
 TEST(PluginSimOptions, ScheduleAndHelperStartAreRead) {
     Options options;
     std::string error;
-    ASSERT_TRUE(
-        ParseOptions({"--start", "C:\\bin\\LumoDiscoveryHelper.exe", "--debug", "--exit-after",
-                      "4500", "--send", "100:0x3EA:0a0B", "--send", "0:1001", "--close-after", "0",
-                      "--run-ms", "9000", "--exit-on-line", "stop"},
-                     &options, &error))
+    ASSERT_TRUE(ParseOptions(
+        {"--start", "C:\\bin\\LumoDiscoveryHelper.exe", "--debug", "--exit-after", "4500", "--send",
+         "100:0x3EA:0a0B", "--send", "0:1001", "--close-after", "0", "--run-ms", "9000",
+         "--exit-on-line", "stop", "--ctrl-event", "700:2", "--no-channel"},
+        &options, &error))
         << error;
     EXPECT_EQ(options.helperPath, "C:\\bin\\LumoDiscoveryHelper.exe");
     EXPECT_EQ(options.helperArguments, "-d");
@@ -26,6 +26,10 @@ TEST(PluginSimOptions, ScheduleAndHelperStartAreRead) {
     EXPECT_EQ(options.sends[0].data, (std::vector<std::uint8_t>{0x0A, 0x0B}));
     EXPECT_EQ(options.sends[1].code, 1001u);
     EXPECT_TRUE(options.sends[1].data.empty());
+    ASSERT_EQ(options.controlEvents.size(), 1u);
+    EXPECT_EQ(options.controlEvents[0].atMs, 700);
+    EXPECT_EQ(options.controlEvents[0].eventType, 2u);
+    EXPECT_FALSE(options.createChannel);
 }
 
 TEST(PluginSimOptions, BadCommandLinesAreRefusedWithTheirReason) {
@@ -43,7 +47,9 @@ TEST(PluginSimOptions, BadCommandLinesAreRefusedWithTheirReason) {
         {{"--send", "100:7:abc"}, "bad value for --send: 100:7:abc"},
         {{"--send", "100:7:zz"}, "bad value for --send: 100:7:zz"},
         {{"--send", "100:0x100000000"}, "bad value for --send: 100:0x100000000"},
-        {{"--debug"}, "--debug and --helper-args need --start"},
+        {{"--debug"}, "--debug, --helper-args and --ctrl-event need --start"},
+        {{"--ctrl-event", "5:2"}, "--debug, --helper-args and --ctrl-event need --start"},
+        {{"--start", "x", "--ctrl-event", "5"}, "bad value for --ctrl-event: 5"},
     };
     for (const auto& c : cases) {
         Options options;

@@ -54,6 +54,13 @@ bool ParseSend(const std::string& text, ScheduledSend* send) {
            (second == std::string::npos || ParseHex(text.substr(second + 1), &send->data));
 }
 
+// MS:TYPE
+bool ParseControlEvent(const std::string& text, ScheduledControlEvent* event) {
+    const auto colon = text.find(':');
+    return colon != std::string::npos && ParseMilliseconds(text.substr(0, colon), &event->atMs) &&
+           ParseNumber(text.substr(colon + 1), &event->eventType);
+}
+
 }  // namespace
 
 bool ParseOptions(const std::vector<std::string>& arguments, Options* options, std::string* error) {
@@ -67,9 +74,13 @@ bool ParseOptions(const std::vector<std::string>& arguments, Options* options, s
             options->helperArguments = "-d";
             continue;
         }
+        if (option == "--no-channel") {
+            options->createChannel = false;
+            continue;
+        }
         static const char* const kValueOptions[] = {
             "--start",       "--helper-args", "--exit-on-line", "--exit-after",
-            "--close-after", "--run-ms",      "--send"};
+            "--close-after", "--run-ms",      "--send",         "--ctrl-event"};
         if (std::find(std::begin(kValueOptions), std::end(kValueOptions), option) ==
             std::end(kValueOptions)) {
             *error = "unknown argument " + option;
@@ -94,18 +105,23 @@ bool ParseOptions(const std::vector<std::string>& arguments, Options* options, s
                            : option == "--close-after" ? options->closeAfterMs
                                                        : options->runMs;
             target = ms;
-        } else {
+        } else if (option == "--send") {
             ScheduledSend send{};
             valid = ParseSend(value, &send);
             options->sends.push_back(send);
+        } else {
+            ScheduledControlEvent event{};
+            valid = ParseControlEvent(value, &event);
+            options->controlEvents.push_back(event);
         }
         if (!valid) {
             *error = "bad value for " + option + ": " + value;
             return false;
         }
     }
-    if (options->helperPath.empty() && !options->helperArguments.empty()) {
-        *error = "--debug and --helper-args need --start";
+    if (options->helperPath.empty() &&
+        (!options->helperArguments.empty() || !options->controlEvents.empty())) {
+        *error = "--debug, --helper-args and --ctrl-event need --start";
         return false;
     }
     return true;
@@ -114,15 +130,15 @@ bool ParseOptions(const std::vector<std::string>& arguments, Options* options, s
 const char* UsageText() {
     return R"(plugin-sim: plays the device API's plug-in for the discovery helper.
 
-usage: plugin-sim [--start EXE [--debug | --helper-args ARGS]] [--exit-after MS]
-                  [--exit-on-line TEXT] [--send MS:CODE[:HEX]]... [--close-after MS]
-                  [--run-ms MS]
+usage: plugin-sim [--start EXE [--debug | --helper-args ARGS] [--ctrl-event MS:TYPE]...]
+                  [--no-channel] [--exit-after MS] [--exit-on-line TEXT]
+                  [--send MS:CODE[:HEX]]... [--close-after MS] [--run-ms MS]
        plugin-sim --help
 
 At start it creates the plug-in's channel "LumoDiscoveryPluginIpcChannel" (status 2 when
-it cannot). With --start it then starts EXE with CreateProcess, as the plug-in does, with
-the command line "EXE" (or "EXE -d" with --debug, or "EXE ARGS"), and ends once that
-helper has ended and every message it sent has been shown. Without --start it waits for a
+it cannot), unless --no-channel. With --start it then starts EXE with CreateProcess, as
+the plug-in does, with the command line "EXE" (or "EXE -d" with --debug, or "EXE ARGS"),
+and ends once that helper has ended and every message it sent has been shown. Without --start it waits for a
 helper started by hand and runs until --run-ms (or for ever).
 
   --exit-after MS      send PluginMsgExit (1002, no data) MS ms after start
@@ -131,6 +147,12 @@ helper started by hand and runs until --run-ms (or for ever).
                        HEX (an even number of hex digits); may be repeated
   --close-after MS     close the plug-in's channel at MS ms (the helper's next heartbeat
                        then fails)
+  --no-channel         do not create the plug-in's channel: the helper finds no plug-in
+  --ctrl-event MS:TYPE raise console control event TYPE (0 Ctrl+C, 1 Ctrl+Break, 2 close,
+                       5 log-off, 6 shut-down) in the started helper at MS ms, the way the
+                       console does: a new thread in the helper at the system's control
+                       routine, which calls the helper's handlers. Needs a system that
+                       exports that routine ("CtrlRoutine" of kernel32), as Wine does.
   --run-ms MS          end MS ms after start, stopping nothing else
 
 Messages go to the helper's channel "LumoDiscoveryPluginHelper", opened when the first one
@@ -146,6 +168,7 @@ Output: one JSON object a line on stdout, each with "t" (milliseconds since star
   helper-channel    opened (true) or result (the failed open's code)
   sent              code, dataLength, result (0 = delivered)
   channel-closed    name
+  ctrl-event        eventType, raised (true) or lastError
   helper-exited     exitCode (as GetExitCodeProcess gives it, unsigned)
   error             text, and result or lastError where there is one
   exit              status (0, or 1 after an error, 2 for a bad command line)

@@ -14,8 +14,15 @@ struct ScheduledSend {
     std::vector<std::uint8_t> data;
 };
 
+// A console control event raised in the helper at a given time.
+struct ScheduledControlEvent {
+    std::int64_t atMs;
+    std::uint32_t eventType;
+};
+
 struct Options {
     bool help = false;
+    bool createChannel = true;    // false: the helper finds no plug-in
     std::string helperPath;       // empty: a helper started by hand is expected
     std::string helperArguments;  // what follows the helper's path on its command line
     std::optional<std::int64_t> exitAfterMs;
@@ -23,6 +30,7 @@ struct Options {
     std::optional<std::int64_t> closeAfterMs;
     std::optional<std::int64_t> runMs;
     std::vector<ScheduledSend> sends;
+    std::vector<ScheduledControlEvent> controlEvents;
 };
 
 // Fills `options` from the arguments after the program name; on a bad command line returns

@@ -34,6 +34,9 @@ PluginSimulator::PluginSimulator(const Options& options, const LumoSim::Output& 
     if (options.exitAfterMs) {
         actions_.push_back({Action::Send, *options.exitAfterMs, PluginMsgExit, {}});
     }
+    for (const ScheduledControlEvent& event : options.controlEvents) {
+        actions_.push_back({Action::ControlEvent, event.atMs, event.eventType, {}});
+    }
     if (options.closeAfterMs) {
         actions_.push_back({Action::Close, *options.closeAfterMs, 0, {}});
     }
@@ -52,7 +55,7 @@ PluginSimulator::~PluginSimulator() {
 }
 
 int PluginSimulator::Run() {
-    if (kxipcInitialize() != KXIPC_OK || !CreatePluginChannel()) {
+    if (kxipcInitialize() != KXIPC_OK || (options_.createChannel && !CreatePluginChannel())) {
         return 2;
     }
     if (!options_.helperPath.empty() && !StartHelper()) {
@@ -232,6 +235,28 @@ void PluginSimulator::ClosePluginChannel() {
     output_.Print(output_.Line("channel-closed").Add("name", kPluginChannelName));
 }
 
+void PluginSimulator::RaiseControlEvent(std::uint32_t eventType) {
+    auto line = output_.Line("ctrl-event").Add("eventType", eventType);
+    // The console delivers an event by starting a thread in the process at the system's
+    // control routine, which runs the process's handlers. The routine lies at the same
+    // address in every process of the session.
+    const auto routine = reinterpret_cast<LPTHREAD_START_ROUTINE>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "CtrlRoutine")));
+    HANDLE thread = nullptr;
+    if (routine != nullptr && helperProcess_ != nullptr) {
+        thread = CreateRemoteThread(helperProcess_, nullptr, 0, routine,
+                                    reinterpret_cast<void*>(static_cast<ULONG_PTR>(eventType)), 0,
+                                    nullptr);
+    }
+    if (thread == nullptr) {
+        failed_ = true;
+        output_.Print(line.Add("lastError", GetLastError()));
+        return;
+    }
+    CloseHandle(thread);
+    output_.Print(line.Add("raised", true));
+}
+
 void PluginSimulator::HandleLines() {
     std::deque<std::string> lines;
     {
@@ -255,6 +280,9 @@ bool PluginSimulator::RunDueActions() {
                 break;
             case Action::Close:
                 ClosePluginChannel();
+                break;
+            case Action::ControlEvent:
+                RaiseControlEvent(action.code);
                 break;
             case Action::End:
                 return false;

@@ -26,9 +26,9 @@ class PluginSimulator {
 
   private:
     struct Action {
-        enum Kind { Send, Close, End } kind;
+        enum Kind { Send, Close, ControlEvent, End } kind;
         std::int64_t atMs;
-        std::uint32_t code;
+        std::uint32_t code;  // message code, or control event type
         std::vector<std::uint8_t> data;
     };
 
@@ -40,6 +40,7 @@ class PluginSimulator {
     void ShowMessage(const std::vector<std::uint8_t>& message);
     void Send(std::uint32_t code, const std::vector<std::uint8_t>& data);
     void ClosePluginChannel();
+    void RaiseControlEvent(std::uint32_t eventType);
     void HandleLines();
     // Runs the actions that are due; false once the End action has run.
     bool RunDueActions();
