@@ -113,12 +113,12 @@ std::uint32_t DdsAnnouncement::SendToHost(const char* host, unsigned int& sent) 
 
 std::uint32_t DdsAnnouncement::SendToAllInterfaces() {
     if (!IsOpen(m_socket)) {
-        return kNoSocket;
+        return kResultNoSocket;
     }
     if (m_addresses.empty()) {
-        return kNothingSent;
+        return kResultNothingSent;
     }
-    std::uint32_t overall = kNothingSent;
+    std::uint32_t overall = kResultNothingSent;
     std::uint32_t error = 0;
     for (const auto& address : m_addresses) {
         error = m_socket.SetMulticastSendInterface(address.c_str());
@@ -146,7 +146,7 @@ std::uint32_t DdsAnnouncement::SendToAllInterfaces() {
 
 std::uint32_t DdsAnnouncement::SendToLoopback() {
     if (!IsOpen(m_socket)) {
-        return kNoSocket;
+        return kResultNoSocket;
     }
     unsigned int sent = 0;
     if (SendToHost(kLoopbackAddress, sent) == 0) {

@@ -19,8 +19,8 @@
 
 class DdsAnnouncement {
   public:
-    static constexpr std::uint32_t kNoSocket = 2;
-    static constexpr std::uint32_t kNothingSent = 0x10015;
+    static constexpr std::uint32_t kResultNoSocket = 2;
+    static constexpr std::uint32_t kResultNothingSent = 0x10015;
 
     // Nothing is opened until the first Announce.
     DdsAnnouncement(bool loopbackOnly, bool sendOnUpdate);

@@ -1,0 +1,28 @@
+// Keeps every text it is asked to convert and converts it with the build's own backend, so
+// that a test sees exactly which units a caller took from its input.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/text_conversion.h"
+
+namespace Orvane::Platform::Testing {
+
+class FakeTextConversion final : public TextConversion {
+  public:
+    struct Call {
+        std::u16string source;
+        int destinationSize;
+        int result;
+    };
+
+    int Utf16ToUtf8(std::u16string_view source, char* destination, int destinationSize) override;
+
+    const std::vector<Call>& Calls() const { return calls_; }
+
+  private:
+    std::vector<Call> calls_;
+};
+
+}  // namespace Orvane::Platform::Testing

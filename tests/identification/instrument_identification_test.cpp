@@ -1,0 +1,258 @@
+#include "helper/instrument_identification.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "platform/service.h"
+#include "platform/testing/fake_text_conversion.h"
+
+namespace {
+
+using Orvane::Platform::ScopedOverride;
+using Orvane::Platform::TextConversion;
+using Orvane::Platform::Testing::FakeTextConversion;
+
+// An instrument record laid out byte by byte. It is exactly as long as the real one and on
+// the heap, so that a read past its end is caught by the sanitizer.
+class Record {
+  public:
+    Record() : bytes_(kInstrumentRecordSize, 0) {
+        Name(u"ARM-1").Type(3).Version1(6, 3).Version2(1, 0);
+    }
+
+    // Units little-endian from offset 20, followed by a zero unit.
+    Record& Name(std::u16string_view units) {
+        for (std::size_t i = 0; i <= units.size(); ++i) {
+            const char16_t unit = i < units.size() ? units[i] : 0;
+            bytes_[20 + 2 * i] = static_cast<std::uint8_t>(unit & 0xFF);
+            bytes_[21 + 2 * i] = static_cast<std::uint8_t>(unit >> 8);
+        }
+        return *this;
+    }
+    Record& Type(std::int32_t type) {
+        const auto value = static_cast<std::uint32_t>(type);
+        for (int i = 0; i < 4; ++i) {
+            bytes_[416 + i] = static_cast<std::uint8_t>(value >> (8 * i));
+        }
+        return *this;
+    }
+    Record& SubType(std::uint8_t subType) {
+        bytes_[534] = subType;
+        return *this;
+    }
+    Record& Version1(std::uint32_t major, std::uint8_t minor) {
+        for (int i = 0; i < 4; ++i) {
+            bytes_[524 + i] = static_cast<std::uint8_t>(major >> (8 * i));
+        }
+        bytes_[0] = minor;
+        return *this;
+    }
+    Record& Version2(std::uint8_t major, std::uint8_t minor) {
+        bytes_[1] = major;
+        bytes_[2] = minor;
+        return *this;
+    }
+    Record& Fill(std::size_t from, std::size_t to, std::uint8_t value) {
+        std::fill(bytes_.begin() + from, bytes_.begin() + to, value);
+        return *this;
+    }
+    std::uint8_t& operator[](std::size_t offset) { return bytes_[offset]; }
+
+    const std::uint8_t* data() const { return bytes_.data(); }
+
+  private:
+    std::vector<std::uint8_t> bytes_;
+};
+
+std::string Field(const char (&field)[64], std::size_t length = 64) {
+    return std::string(field, length);
+}
+
+constexpr char kEarlierName = 'P';
+
+// Earlier contents everywhere, so that a field left alone, or written beyond what was
+// converted, shows.
+DdsInstrumentInfo InfoWithEarlierContents() {
+    DdsInstrumentInfo info;
+    std::memset(&info, 0, sizeof info);
+    std::strcpy(info.model, "Previous model");
+    std::memset(info.name, kEarlierName, sizeof info.name);
+    std::strcpy(info.version1, "previous version 1");
+    std::strcpy(info.version2, "previous version 2");
+    return info;
+}
+
+// The name field as expected after `written` bytes went into it.
+std::string NameField(const std::string& written) {
+    return written + std::string(64 - written.size(), kEarlierName);
+}
+
+TEST(IdentifyInstrument, ModelFollowsTypeAndSubType) {
+    struct Case {
+        std::int32_t type;
+        std::uint8_t subType;
+        const char* model;  // null: not supported
+    };
+    const Case cases[] = {
+        {2, 0, "Zento"},     {3, 2, "Zento"},         {4, 255, "Zento"},       {9, 7, "Zento"},
+        {10, 2, "Zento S"},  {11, 2, "Zento S"},      {12, 2, "Zento S"},      {10, 1, "Orlo"},
+        {11, 0, "Orlo"},     {12, 3, "Orlo"},         {12, 255, "Orlo"},       {-1, 2, nullptr},
+        {0, 0, nullptr},     {1, 2, nullptr},         {5, 0, nullptr},         {6, 0, nullptr},
+        {7, 0, nullptr},     {8, 2, nullptr},         {13, 2, nullptr},        {0x10A, 2, nullptr},
+        {0x203, 0, nullptr}, {INT32_MIN, 0, nullptr}, {INT32_MAX, 2, nullptr},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << "type " << c.type << " sub-type " << +c.subType);
+        Record record;
+        record.Type(c.type).SubType(c.subType);
+        record[535] = 1;  // behind the sub-type, not part of it
+
+        DdsInstrumentInfo info = InfoWithEarlierContents();
+        const InstrumentVerdict verdict = IdentifyInstrument(record.data(), info);
+
+        EXPECT_EQ(verdict.instrumentType, c.type);
+        EXPECT_EQ(verdict.supported, c.model != nullptr);
+        EXPECT_STREQ(info.model, c.model ? c.model : "Previous model");
+        // The texts are written whether or not the arm is announced.
+        EXPECT_STREQ(info.name, "ARM-1");
+        EXPECT_STREQ(info.version1, "6.3");
+        EXPECT_STREQ(info.version2, "1.0");
+    }
+}
+
+TEST(IdentifyInstrument, NameIsConvertedAndTerminatedWhereItFits) {
+    const std::string version1Kept("6.3\0", 4);
+    const std::string version1Emptied("\0.3\0", 4);
+    struct Case {
+        const char* what;
+        std::u16string name;
+        std::string written;   // bytes written into the name field
+        std::string version1;  // first four bytes of version1 afterwards
+    };
+    const Case cases[] = {
+        {"empty name", u"", std::string("Unknown\0", 8), version1Kept},
+        {"simulator", u"0", std::string("Simulator\0", 10), version1Kept},
+        {"two zeros", u"00", std::string("00\0", 3), version1Kept},
+        {"space before zero", u" 0", std::string(" 0\0", 3), version1Kept},
+        {"zero before space", u"0 ", std::string("0 \0", 3), version1Kept},
+        {"non-ASCII", u"Z\u00E4hler \u20AC\U0001F600",
+         std::string("Z\xC3\xA4hler \xE2\x82\xAC\xF0\x9F\x98\x80\0", 16), version1Kept},
+        {"lone surrogate", u"A\xDC01", std::string("A\xEF\xBF\xBD\0", 5), version1Kept},
+        {"61 bytes", std::u16string(61, u'n'), std::string(61, 'n') + '\0', version1Kept},
+        {"63 bytes", std::u16string(63, u'n'), std::string(63, 'n') + '\0', version1Kept},
+        {"64 bytes: terminated in version1", std::u16string(64, u'n'), std::string(64, 'n'),
+         version1Emptied},
+        {"64 bytes ending in a two-byte character", std::u16string(62, u'n') + u"\u00E9",
+         std::string(62, 'n') + "\xC3\xA9", version1Emptied},
+        {"65 bytes: conversion fails, nothing terminated", std::u16string(65, u'n'),
+         std::string(64, 'n'), version1Kept},
+        {"two-byte character does not fit: earlier byte stays",
+         std::u16string(63, u'n') + u"\u00E9", std::string(63, 'n'), version1Kept},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Record record;
+        record.Name(c.name);
+
+        DdsInstrumentInfo info = InfoWithEarlierContents();
+        IdentifyInstrument(record.data(), info);
+
+        EXPECT_EQ(Field(info.name), NameField(c.written));
+        EXPECT_EQ(Field(info.version1, 4), c.version1);
+        EXPECT_STREQ(info.version2, "1.0");
+        EXPECT_STREQ(info.model, "Zento");
+    }
+}
+
+TEST(IdentifyInstrument, NameUnitsAreTakenLittleEndianUpToZeroOrTheRecordEnd) {
+    struct Case {
+        const char* what;
+        void (*prepare)(Record&);
+        std::u16string units;  // what reaches the conversion
+    };
+    const Case cases[] = {
+        {"stops at the first zero unit", [](Record& r) { r.Name(std::u16string(u"AB\0CD", 5)); },
+         u"AB"},
+        {"low byte first",
+         [](Record& r) {
+             r[20] = 0xAC, r[21] = 0x20, r[22] = 0x41, r[23] = 0x00, r[24] = 0, r[25] = 0;
+         },
+         u"\u20ACA"},
+        {"zero in one byte of a unit is not a terminator",
+         [](Record& r) { r[20] = 0x00, r[21] = 0x41, r[22] = 0, r[23] = 0; }, u"\u4100"},
+        {"terminator in the last unit", [](Record& r) { r.Fill(20, 698, 0x41).Fill(698, 700, 0); },
+         std::u16string(339, u'\x4141')},
+        {"no terminator at all", [](Record& r) { r.Fill(20, 700, 0x41); },
+         std::u16string(340, u'\x4141')},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Record record;
+        c.prepare(record);
+
+        FakeTextConversion conversion;
+        ScopedOverride<TextConversion> install{conversion};
+        DdsInstrumentInfo info = InfoWithEarlierContents();
+        IdentifyInstrument(record.data(), info);
+
+        ASSERT_EQ(conversion.Calls().size(), 1u);
+        EXPECT_EQ(conversion.Calls()[0].source, c.units);
+        EXPECT_EQ(conversion.Calls()[0].destinationSize, 64);
+    }
+}
+
+TEST(IdentifyInstrument, UnterminatedNameFillingTheRecordIsNotAnnounced) {
+    Record record;
+    record.Fill(20, 700, 0x41);
+
+    DdsInstrumentInfo info = InfoWithEarlierContents();
+    const InstrumentVerdict verdict = IdentifyInstrument(record.data(), info);
+
+    // U+4141 takes three bytes: 21 of them fit, the conversion fails.
+    std::string written;
+    for (int i = 0; i < 21; ++i) {
+        written += "\xE4\x85\x81";
+    }
+    EXPECT_EQ(Field(info.name), NameField(written));
+    EXPECT_EQ(verdict.instrumentType, 0x41414141);
+    EXPECT_FALSE(verdict.supported);
+    EXPECT_STREQ(info.model, "Previous model");
+    EXPECT_STREQ(info.version1, "1094795585.3");
+}
+
+TEST(IdentifyInstrument, VersionsArePrintedFromTheirFields) {
+    struct Case {
+        std::uint32_t version1Major;
+        std::uint8_t version1Minor;
+        std::uint8_t version2Major;
+        std::uint8_t version2Minor;
+        const char* version1;
+        const char* version2;
+    };
+    const Case cases[] = {
+        {6, 3, 1, 0, "6.3", "1.0"},
+        {0, 0, 0, 0, "0.0", "0.0"},
+        {0x100, 255, 255, 128, "256.255", "255.128"},
+        {0xFFFFFFFF, 1, 2, 3, "-1.1", "2.3"},
+        {0x80000000, 0, 0, 0, "-2147483648.0", "0.0"},
+        {0x7FFFFFFF, 9, 10, 11, "2147483647.9", "10.11"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.version1);
+        Record record;
+        record.Version1(c.version1Major, c.version1Minor)
+            .Version2(c.version2Major, c.version2Minor);
+
+        DdsInstrumentInfo info = InfoWithEarlierContents();
+        IdentifyInstrument(record.data(), info);
+
+        EXPECT_STREQ(info.version1, c.version1);
+        EXPECT_STREQ(info.version2, c.version2);
+    }
+}
+
+}  // namespace
