@@ -199,6 +199,11 @@ void FakeIpcLibrary::FailNext(Call call, std::uint32_t result) {
     failures_[call].push_back(result);
 }
 
+void FakeIpcLibrary::SetNextHandle(std::uint32_t handle) {
+    std::lock_guard lock(mutex_);
+    nextHandle_ = handle;
+}
+
 std::vector<FakeIpcLibrary::Call> FakeIpcLibrary::Calls() const {
     std::lock_guard lock(mutex_);
     return calls_;

@@ -63,6 +63,8 @@ class FakeIpcLibrary final : public IpcLibrary {
     void DeliverRaw(const std::string& name, const std::vector<std::uint8_t>& bytes);
     // The next call of that kind returns the code without doing anything.
     void FailNext(Call call, std::uint32_t result);
+    // The handle the next created or opened channel gets; later ones count up from it.
+    void SetNextHandle(std::uint32_t handle);
 
     std::vector<Call> Calls() const;
     std::vector<SentMessage> Sent() const;

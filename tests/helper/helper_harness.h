@@ -1,0 +1,117 @@
+// One helper object over fakes of every platform service it touches, with the simulated
+// clock moved on by each wait that times out: a loop of minutes runs in microseconds.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "helper/lumo_discovery_plugin_helper.h"
+#include "helper/plugin_messages.h"
+#include "network/socket_system.h"
+#include "network/testing/fake_socket_system.h"
+#include "platform/service.h"
+#include "platform/testing/fake_console_control.h"
+#include "platform/testing/fake_debug_output.h"
+#include "platform/testing/fake_events.h"
+#include "platform/testing/fake_ipc_library.h"
+#include "platform/testing/fake_message_wait.h"
+#include "platform/testing/fake_monotonic_clock.h"
+
+namespace HelperTesting {
+
+namespace Fakes = Orvane::Platform::Testing;
+using Orvane::Platform::ScopedOverride;
+using Call = Fakes::FakeIpcLibrary::Call;
+using WaitKind = Fakes::FakeMessageWait::CallKind;
+
+// Construct one per test (or per case of a table): it installs its fakes for its lifetime.
+struct HelperHarness {
+    HelperHarness() {
+        wait.SetWaitBudget(1000);
+        helper.emplace();
+    }
+
+    // The plug-in has created its channel.
+    void PluginPresent() { ipc.AddPeerChannel(kPluginChannelName); }
+
+    // Initialize with a plug-in present; fails the test if that does not succeed.
+    void InitializeWithPlugin() {
+        PluginPresent();
+        ASSERT_EQ(helper->Initialize(false), 0);
+    }
+
+    // Runs `action` just before the wait with that number (0 = the first).
+    void BeforeWait(std::size_t number, std::function<void()> action) {
+        actions.push_back({number, std::move(action)});
+        wait.BeforeEachWait([this](std::size_t waitNumber) {
+            for (const auto& [at, scheduled] : actions) {
+                if (at == waitNumber) {
+                    scheduled();
+                }
+            }
+        });
+    }
+
+    // The plug-in's exit message is waiting for the wait with that number.
+    void ExitBeforeWait(std::size_t number) {
+        BeforeWait(number, [this] { ipc.Deliver(kHelperChannelName, PluginMsgExit); });
+    }
+
+    int Run() {
+        const int result = helper->Run();
+        EXPECT_FALSE(wait.BudgetSpent()) << "the loop did not end by itself";
+        return result;
+    }
+
+    std::vector<std::uint32_t> SentCodes() const {
+        std::vector<std::uint32_t> codes;
+        for (const auto& message : ipc.Sent()) {
+            codes.push_back(message.code);
+        }
+        return codes;
+    }
+
+    std::size_t CallCount(Call call) const {
+        std::size_t count = 0;
+        for (Call made : ipc.Calls()) {
+            count += made == call ? 1 : 0;
+        }
+        return count;
+    }
+
+    // Results of the waits (Wait and Poll) in order.
+    std::vector<std::uint32_t> WaitResults() const {
+        std::vector<std::uint32_t> results;
+        for (const auto& call : wait.Calls()) {
+            if (call.kind != WaitKind::Dispatch) {
+                results.push_back(call.result);
+            }
+        }
+        return results;
+    }
+
+    Fakes::FakeKernelObjects objects;
+    Fakes::FakeMonotonicClock clock;
+    Fakes::FakeIpcLibrary ipc{objects};
+    Fakes::FakeEvents events{objects};
+    Fakes::FakeMessageWait wait{objects, &clock};
+    Fakes::FakeConsoleControl console;
+    Fakes::FakeDebugOutput debug;
+    Orvane::Network::Testing::FakeSocketSystem sockets;
+    ScopedOverride<Orvane::Platform::IpcLibrary> useIpc{ipc};
+    ScopedOverride<Orvane::Platform::Events> useEvents{events};
+    ScopedOverride<Orvane::Platform::MessageWait> useWait{wait};
+    ScopedOverride<Orvane::Platform::MonotonicClock> useClock{clock};
+    ScopedOverride<Orvane::Platform::ConsoleControl> useConsole{console};
+    ScopedOverride<Orvane::Platform::DebugOutput> useDebug{debug};
+    ScopedOverride<Orvane::Network::SocketSystem> useSockets{sockets};
+    std::vector<std::pair<std::size_t, std::function<void()>>> actions;
+    std::optional<LumoDiscoveryPluginHelper> helper;
+};
+
+}  // namespace HelperTesting
