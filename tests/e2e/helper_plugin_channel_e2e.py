@@ -100,7 +100,8 @@ class HelperPluginChannelTest(unittest.TestCase):
                              ["--no-channel", "--exit-after", "0", "--run-ms", "300"])
         sweeper.finish()
         time.sleep(0.3)
-        shutil.rmtree(self.workdir, ignore_errors=True)
+        if os.environ.get("KEEP_E2E") is None:
+            shutil.rmtree(self.workdir, ignore_errors=True)
 
     def start(self, name, exe, args):
         program = Program(self.workdir, name, exe, args)
@@ -191,6 +192,45 @@ class HelperPluginChannelTest(unittest.TestCase):
         started = ("LumoDiscoveryPluginHelper using LUMO API v6.3.0.0 (2022-01-12)\n" in texts
                    or "Cannot start the API client" in texts)
         self.assertTrue(started, texts)
+
+    def test_the_loop_pumps_the_services_messages_to_the_client(self):
+        listener = self.start("debug-listen", "debug-listen.exe", ["--run-ms", "30000"])
+        listener.wait_for("ready")
+        plugin = self.plugin("plugin", "--start", HELPER, "--exit-after", "9000")
+        pid = plugin.wait_for("helper-started")["pid"]
+        # The client's window exists from the helper's first wake-up, one beat after its
+        # start; only then can it hear the service's broadcast.
+        listener.wait_for("text", pid=pid, timeout_s=10,
+                          text="LumoDiscoveryPluginHelper using LUMO API v6.3.0.0 (2022-01-12)\n")
+        script = os.path.join(self.workdir, "service.txt")
+        with open(script, "w", encoding="utf-8") as f:
+            f.write("wait-registered 5000\nsend instrument\nwait 500\nsend shutdown\n"
+                    "wait 500\n")
+        service = self.start("lumo-sim", "lumo-sim.exe", ["--script", windows_path(script)])
+        service.finish()
+        plugin.finish()
+        listener.stop()
+        self.assertTrue(service.events("client-registered"), service.text())
+        texts = [r["text"] for r in listener.events("text", pid=pid)]
+        callbacks = [t for t in texts if t.startswith("LumoDiscoveryPluginHelper")]
+        self.assertEqual(callbacks, [
+            "LumoDiscoveryPluginHelper using LUMO API v6.3.0.0 (2022-01-12)\n",
+            "LumoDiscoveryPluginHelper::OnConnectedToServer\n",
+            "LumoDiscoveryPluginHelper::OnInstrumentData\n",
+            "LumoDiscoveryPluginHelper::OnServerDown\n",
+            "LumoDiscoveryPluginHelper EXIT\n"], listener.text())
+        # With the service found, the client's 500 ms liveness timer wakes the loop, so the
+        # wait never times out by itself: the beat is judged only at those wake-ups and
+        # comes at the first one after the interval, up to 500 ms late.
+        beats = [r["t"] for r in self.received(plugin)]
+        intervals = [b - a for a, b in zip(beats, beats[1:])]
+        print(f"heartbeat intervals with the service's timer running (ms): {intervals}",
+              file=sys.stderr)
+        self.assertGreaterEqual(len(beats), 3, plugin.text())
+        for interval in intervals:
+            self.assertGreaterEqual(interval, BEAT_MS - BEAT_TOLERANCE_MS, intervals)
+            self.assertLessEqual(interval, BEAT_MS + 500 + BEAT_TOLERANCE_MS, intervals)
+        self.assertEndsWithMinusOne(plugin, plugin.wait_for("sent", code=1002)["t"])
 
     def test_session_ending_console_events_reach_the_plug_in_as_1002(self):
         plugin = self.plugin("plugin", "--start", HELPER, "--ctrl-event", "500:2",

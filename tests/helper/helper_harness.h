@@ -20,6 +20,7 @@
 #include "platform/testing/fake_events.h"
 #include "platform/testing/fake_ipc_library.h"
 #include "platform/testing/fake_message_wait.h"
+#include "platform/testing/fake_message_window.h"
 #include "platform/testing/fake_monotonic_clock.h"
 
 namespace HelperTesting {
@@ -103,6 +104,7 @@ struct HelperHarness {
     Fakes::FakeConsoleControl console;
     Fakes::FakeDebugOutput debug;
     Orvane::Network::Testing::FakeSocketSystem sockets;
+    Orvane::Platform::FakeMessageWindow windows;
     ScopedOverride<Orvane::Platform::IpcLibrary> useIpc{ipc};
     ScopedOverride<Orvane::Platform::Events> useEvents{events};
     ScopedOverride<Orvane::Platform::MessageWait> useWait{wait};
@@ -110,6 +112,7 @@ struct HelperHarness {
     ScopedOverride<Orvane::Platform::ConsoleControl> useConsole{console};
     ScopedOverride<Orvane::Platform::DebugOutput> useDebug{debug};
     ScopedOverride<Orvane::Network::SocketSystem> useSockets{sockets};
+    ScopedOverride<Orvane::Platform::MessageWindowService> useWindows{windows};
     std::vector<std::pair<std::size_t, std::function<void()>>> actions;
     std::optional<LumoDiscoveryPluginHelper> helper;
 };
