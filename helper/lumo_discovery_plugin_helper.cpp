@@ -6,6 +6,7 @@
 
 #include "diagnostics/flow_point.h"
 #include "diagnostics/guarded_run.h"
+#include "helper/instrument_identification.h"
 #include "helper/plugin_messages.h"
 #include "platform/console_control.h"
 #include "platform/debug_output.h"
@@ -172,10 +173,22 @@ void LumoDiscoveryPluginHelper::OnConnectedToServer() {
     connectedToServer = 1;
 }
 
-void LumoDiscoveryPluginHelper::OnInstrumentData(const std::uint8_t*) {
+void LumoDiscoveryPluginHelper::OnInstrumentData(const std::uint8_t* record) {
     FLOW_POINT("LumoDiscoveryPluginHelper", "OnInstrumentData");
     FLOW_RECORD(this, 0);
     Get<Orvane::Platform::DebugOutput>().Write(L"LumoDiscoveryPluginHelper::OnInstrumentData\n");
+    const InstrumentVerdict verdict = IdentifyInstrument(record, instrumentInfo);
+    FLOW_RECORD(this, verdict.instrumentType);
+    if (verdict.supported) {
+        // Each new description is announced at once; the loop only repeats it.
+        announcement.Announce(instrumentInfo);
+        instrumentAnnounced = 1;
+        return;
+    }
+    // An arm the plug-in cannot use is not reported as an error: the loop withdraws what
+    // was announced before, and the plug-in simply stops seeing an instrument.
+    FLOW_RECORD(this, -1);
+    Get<Orvane::Platform::Events>().Set(stopEvent);
 }
 
 void LumoDiscoveryPluginHelper::OnReliableMeasurement(const std::uint8_t*) {

@@ -1,10 +1,77 @@
 #!/usr/bin/env bash
-# The main job. For now: builds the Windows flavour and shows the flow log of a small
-# recording run under Wine.
+# The main job, under Wine: the helper between a simulated measuring-arm service and a
+# simulated plug-in, with every announcement shown as it arrives.
+#
+# The road of one instrument, in about 40 seconds: the service appears, the helper
+# registers, the instrument is announced and re-announced every 2 s, its data change (new
+# sequence number), the service vanishes (withdrawal), comes back (announced again), and
+# the plug-in ends the helper (final withdrawal, exit code -1 = 4294967295).
+#
+# Lines are tagged by the process that printed them:
+#   [dds-listen]  the datagrams on 127.0.0.1:50999
+#   [plugin-sim]  the plug-in's channel: heartbeats 1001, the exit message, the exit code
+#   [lumo-sim]    the service's window messages
+#   [debug]       the helper's debugger texts
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
 scripts/deps.sh
+echo "Building the Windows programs (first time: a few minutes)..."
 cmake --preset windows >/dev/null
-cmake --build --preset windows --target flowlog-demo >/dev/null
-trap 'scripts/wine.sh stop' EXIT
-scripts/wine.sh run build/windows/bin/flowlog-demo.exe
+cmake --build --preset windows --target LumoDiscoveryHelper plugin-sim lumo-sim dds-listen \
+    debug-listen >/dev/null
+bin=build/windows/bin
+helper="Z:$(pwd -P)/$bin/LumoDiscoveryHelper.exe"
+helper=${helper//\//\\}
+
+pids=()
+finish() {
+    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
+    scripts/wine.sh stop
+}
+trap finish EXIT
+scripts/wine.sh start
+
+# Prefixes each line with its tag; Wine's console output ends lines with CR LF.
+tagged() {
+    local tag
+    tag=$(printf '%-12s' "[$1]")
+    sed -u -e 's/\r$//' -e "s/^/$tag /"
+}
+run() {
+    local tag=$1
+    shift
+    scripts/wine.sh run "$bin/$1" "${@:2}" 2>&1 | tagged "$tag" &
+    pids+=($!)
+}
+
+run dds-listen dds-listen.exe --seconds 42 </dev/null
+run debug debug-listen.exe --run-ms 42000 </dev/null
+sleep 1
+run plugin-sim plugin-sim.exe --start "$helper" --exit-after 32000 </dev/null
+sleep 2
+run lumo-sim lumo-sim.exe <<'SCRIPT'
+# The service appears; the helper registers by itself.
+wait-registered 10000
+# A service simulator identifies its arm as "0"; the helper names it "Simulator".
+set type 3
+set name 0
+set version1 2.1
+set version2 1.0
+send instrument
+wait 6500
+# The arm's data change: a new sequence number.
+set version2 1.1
+send instrument
+wait 5000
+# The service vanishes: the helper withdraws the instrument.
+destroy-window
+wait 4000
+# The service comes back: the helper registers again and announces the instrument anew.
+create-window
+wait-registered 5000
+send instrument
+wait 15000
+SCRIPT
+
+wait "${pids[@]}"

@@ -46,6 +46,11 @@ class Client : public IInternalErrorHandler {
                        std::uint32_t startValue, bool startFlag);
     bool IsStarted() const;
 
+    // How the library names itself: L"6.3.0.0" (the version its registration carries) of
+    // L"2022-01-12".
+    static const wchar_t* ApiVersionText() { return L"6.3.0.0"; }
+    static const wchar_t* ApiReleaseDate() { return L"2022-01-12"; }
+
     Display::DisplayClient& GetDisplayClient() { return *m_display; }
     DcScript::Client& GetDcScriptClient() { return *m_dcScript; }
     Wrtl::Client& GetWrtlClient() { return *m_wrtl; }

@@ -13,14 +13,14 @@ channel: the first pair must not see any message of it, and keeps its beat.
 usage: helper_plugin_channel_e2e.py --bin DIR --wine scripts/wine.sh [unittest arguments]
 """
 import argparse
-import json
 import os
 import shutil
-import subprocess
 import sys
 import tempfile
 import time
 import unittest
+
+from wine_program import Program, windows_path
 
 BIN = None
 WINE = None
@@ -31,61 +31,6 @@ BEAT_TOLERANCE_MS = 100
 EXIT_WITHIN_MS = 500
 # Long enough for four beats including the client's start, short of a fifth.
 FOUR_BEATS_MS = "9700"
-
-
-def windows_path(path):
-    """Wine maps the Unix root to drive Z:."""
-    return "Z:" + os.path.abspath(path).replace("/", "\\")
-
-
-class Program:
-    """A Windows program started through wine.sh; its stdout lines are JSON objects."""
-
-    def __init__(self, workdir, name, exe, args):
-        self.name = name
-        self.out_path = os.path.join(workdir, name + ".out")
-        with open(self.out_path, "wb") as out:
-            self.process = subprocess.Popen([WINE, "run", os.path.join(BIN, exe)] + args,
-                                            stdin=subprocess.DEVNULL, stdout=out,
-                                            stderr=subprocess.STDOUT)
-
-    def records(self):
-        with open(self.out_path, "rb") as f:
-            text = f.read().decode("utf-8", "replace")
-        lines = text[: text.rfind("\n") + 1].splitlines()
-        return [json.loads(line) for line in lines if line.startswith("{")]
-
-    def events(self, event, **fields):
-        return [r for r in self.records()
-                if r.get("event") == event and all(r.get(k) == v for k, v in fields.items())]
-
-    def wait_for(self, event, timeout_s=30, **fields):
-        deadline = time.monotonic() + timeout_s
-        while time.monotonic() < deadline:
-            found = self.events(event, **fields)
-            if found:
-                return found[0]
-            if self.process.poll() is not None and not self.events(event, **fields):
-                break
-            time.sleep(0.05)
-        raise AssertionError(f"{self.name}: no {event} {fields} in:\n{self.text()}")
-
-    def finish(self, timeout_s=60):
-        try:
-            self.process.wait(timeout=timeout_s)
-        except subprocess.TimeoutExpired:
-            self.stop()
-            raise AssertionError(f"{self.name} did not end:\n{self.text()}")
-        return self.records()
-
-    def stop(self):
-        if self.process.poll() is None:
-            self.process.kill()
-            self.process.wait()
-
-    def text(self):
-        with open(self.out_path, "rb") as f:
-            return f.read().decode("utf-8", "replace")
 
 
 class HelperPluginChannelTest(unittest.TestCase):
@@ -106,7 +51,7 @@ class HelperPluginChannelTest(unittest.TestCase):
             shutil.rmtree(self.workdir, ignore_errors=True)
 
     def start(self, name, exe, args):
-        program = Program(self.workdir, name, exe, args)
+        program = Program(WINE, self.workdir, name, os.path.join(BIN, exe), args)
         self.programs.append(program)
         return program
 

@@ -242,5 +242,13 @@ TEST_F(ClientTest, DestructionUnregistersAndHearsNothingMore) {
     EXPECT_FALSE(m_desktop.IsWindow(window));
 }
 
+TEST(ClientVersion, TextNamesTheVersionTheRegistrationCarries) {
+    std::wstring expected;
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        expected += std::to_wstring((kLumoApiVersion >> shift) & 0xFF) + (shift ? L"." : L"");
+    }
+    EXPECT_EQ(std::wstring(Client::ApiVersionText()), expected);
+}
+
 }  // namespace
 }  // namespace Quorvel::Lumo::Api::testing

@@ -1,0 +1,127 @@
+#include <array>
+#include <cstring>
+#include <string>
+
+#include "tests/helper/helper_harness.h"
+
+namespace HelperTesting {
+namespace {
+
+constexpr std::uint16_t kAnnounce = 5009;
+constexpr std::uint16_t kWithdraw = 5010;
+
+// The service's instrument record with the fields the helper reads, laid out by hand.
+std::array<std::uint8_t, 700> InstrumentRecord(std::int32_t type, std::uint8_t subType,
+                                               const std::u16string& name) {
+    std::array<std::uint8_t, 700> record{};
+    record[0] = 4;  // version1Minor
+    record[1] = 1;  // version2Major
+    record[2] = 7;  // version2Minor
+    for (std::size_t i = 0; i < name.size(); ++i) {
+        record[20 + 2 * i] = static_cast<std::uint8_t>(name[i] & 0xFF);
+        record[21 + 2 * i] = static_cast<std::uint8_t>(name[i] >> 8);
+    }
+    const auto typeBits = static_cast<std::uint32_t>(type);
+    for (int i = 0; i < 4; ++i) {
+        record[416 + i] = static_cast<std::uint8_t>(typeBits >> (8 * i));
+    }
+    record[524] = 3;  // version1Major
+    record[534] = subType;
+    return record;
+}
+
+std::uint16_t MessageType(const std::vector<unsigned char>& datagram) {
+    return static_cast<std::uint16_t>(datagram.at(4) | datagram.at(5) << 8);
+}
+
+std::uint16_t Sequence(const std::vector<unsigned char>& datagram) {
+    return static_cast<std::uint16_t>(datagram.at(6) | datagram.at(7) << 8);
+}
+
+// The texts of the datagram's text area, split at their terminators.
+std::vector<std::string> Texts(const std::vector<unsigned char>& datagram) {
+    std::vector<std::string> texts;
+    std::string current;
+    for (std::size_t i = 14; i + 1 < datagram.size(); ++i) {
+        if (datagram[i] == 0) {
+            texts.push_back(current);
+            current.clear();
+        } else {
+            current.push_back(static_cast<char>(datagram[i]));
+        }
+    }
+    return texts;
+}
+
+TEST(HelperInstrumentData, ASupportedArmIsAnnouncedAtOnce) {
+    HelperHarness h;
+    h.InitializeWithPlugin();
+    const auto record = InstrumentRecord(10, 2, u"0");
+
+    h.helper->OnInstrumentData(record.data());
+
+    EXPECT_TRUE(h.helper->InstrumentAnnounced());
+    EXPECT_EQ(h.events.SetCount(), 0);
+    EXPECT_FALSE(h.objects.IsSignalled(h.helper->StopEvent()));
+    ASSERT_EQ(h.sockets.sent.size(), 1u);
+    const auto& datagram = h.sockets.sent[0];
+    EXPECT_EQ(datagram.destination, "127.0.0.1");
+    EXPECT_EQ(datagram.port, 50999);
+    EXPECT_EQ(MessageType(datagram.bytes), kAnnounce);
+    // The loop has not run, so the interval is the zero-filled record's.
+    EXPECT_EQ(Texts(datagram.bytes), (std::vector<std::string>{"Zento S", "Simulator", "3.4", "1.7",
+                                                               "0", "0", "0", "", "0"}));
+    EXPECT_EQ(h.debug.WideTexts(),
+              std::vector<std::wstring>{L"LumoDiscoveryPluginHelper::OnInstrumentData\n"});
+}
+
+TEST(HelperInstrumentData, AnUnsupportedArmStopsTheAnnouncementInsteadOfAnnouncing) {
+    for (const std::int32_t type : {1, 5, 13}) {
+        SCOPED_TRACE(type);
+        HelperHarness h;
+        h.InitializeWithPlugin();
+        const auto record = InstrumentRecord(type, 2, u"Arm");
+
+        h.helper->OnInstrumentData(record.data());
+
+        EXPECT_FALSE(h.helper->InstrumentAnnounced());
+        EXPECT_EQ(h.events.SetCount(), 1);
+        EXPECT_TRUE(h.objects.IsSignalled(h.helper->StopEvent()));
+        EXPECT_TRUE(h.sockets.sent.empty());
+        // Nothing reaches the plug-in: the arm simply is not announced.
+        EXPECT_TRUE(h.ipc.Sent().empty());
+    }
+}
+
+TEST(HelperInstrumentData, TheLoopRepeatsAnArmUntilAnUnsupportedOneWithdrawsIt) {
+    HelperHarness h;
+    h.InitializeWithPlugin();
+    const auto supported = InstrumentRecord(3, 0, u"");
+    const auto unsupported = InstrumentRecord(13, 0, u"Other");
+    // Each wait that times out is a whole beat of simulated time.
+    h.BeforeWait(0, [&] { h.helper->OnInstrumentData(supported.data()); });
+    // Wait 0 times out: a beat with a re-announcement.
+    h.BeforeWait(1, [&] { h.helper->OnInstrumentData(unsupported.data()); });
+    // Wait 1 finds the stop event; wait 2 times out again, now without a re-announcement:
+    // the flag was cleared.
+    h.ExitBeforeWait(3);
+
+    EXPECT_EQ(h.Run(), 0);
+
+    std::vector<std::uint16_t> types;
+    for (const auto& datagram : h.sockets.sent) {
+        types.push_back(MessageType(datagram.bytes));
+        EXPECT_EQ(Sequence(datagram.bytes), Sequence(h.sockets.sent[0].bytes));
+    }
+    // Announce, re-announce at the beat, withdraw at the stop event, withdraw at the end.
+    EXPECT_EQ(types, (std::vector<std::uint16_t>{kAnnounce, kAnnounce, kWithdraw, kWithdraw}));
+    EXPECT_FALSE(h.helper->InstrumentAnnounced());
+    // Bytes other than the type are the same in the withdrawal.
+    auto withdrawn = h.sockets.sent[2].bytes;
+    withdrawn[4] = kAnnounce & 0xFF;
+    EXPECT_EQ(withdrawn, h.sockets.sent[0].bytes);
+    EXPECT_EQ(Texts(h.sockets.sent[0].bytes)[1], "Unknown");
+}
+
+}  // namespace
+}  // namespace HelperTesting
