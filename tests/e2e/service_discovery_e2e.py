@@ -176,18 +176,19 @@ class StampedProgram:
                                timeout_s)[0]
 
     def wait_for_stderr(self, text, timeout_s=PROCESS_TIMEOUT_S):
+        """True when `text` came on stderr, False when the program ended without it."""
         deadline = time.monotonic() + timeout_s
         seen = []
         while time.monotonic() < deadline:
             try:
                 line = self.errors.get(timeout=0.5)
             except queue.Empty:
-                if self.process.poll() is not None:
-                    break
+                if self.process.poll() is not None and self.errors.empty():
+                    return False
                 continue
             seen.append(line)
             if text in line:
-                return
+                return True
         raise AssertionError(f"{self.name}: '{text}' never came on stderr: {seen}")
 
     def start_on_script_clock(self):
@@ -259,12 +260,25 @@ class ServiceDiscoveryTest(unittest.TestCase):
         return cls.start(name, "lumo-sim.exe", ["--script", windows_path(path)])
 
     @classmethod
+    def start_announcement_listener(cls):
+        """dds-listen on 127.0.0.1:50999. The port is the machine's, not this test run's:
+        while some other listener holds it, try again."""
+        deadline = time.monotonic() + PROCESS_TIMEOUT_S
+        while True:
+            listener = cls.start("dds-listen", "dds-listen.exe", ["--json", "--seconds", "120"])
+            if listener.wait_for_stderr("listening on"):
+                return listener
+            cls.programs.remove(listener)
+            if time.monotonic() > deadline:
+                raise AssertionError("port 50999 stayed taken")
+            time.sleep(1.0)
+
+    @classmethod
     def run_scenario(cls):
         helper = windows_path(os.path.join(BIN, "LumoDiscoveryHelper.exe"))
         cls.debug = cls.start("debug-listen", "debug-listen.exe", ["--run-ms", "120000"])
         cls.debug.wait_for("ready")
-        cls.dds = cls.start("dds-listen", "dds-listen.exe", ["--json", "--seconds", "120"])
-        cls.dds.wait_for_stderr("listening on")
+        cls.dds = cls.start_announcement_listener()
         cls.clock_before = datetime.datetime.now()
 
         cls.plugin = cls.start("plugin-sim", "plugin-sim.exe",
