@@ -302,8 +302,8 @@ class ServiceDiscoveryTest(unittest.TestCase):
         cls.dds.wait_until(lambda: len(cls.announcements_of_last_instrument()) >= 2,
                            "repeated announcement of the last instrument")
 
-        # The plug-in's exit message, from a second plug-in as the first one has no switch
-        # to send it on demand.
+        # The plug-in's exit message, on demand: from a second plug-in, since the first one
+        # would need a console to be told when.
         cls.exit_requested_at = now_ms()
         sweeper = cls.start("sweeper", "plugin-sim.exe",
                             ["--no-channel", "--exit-after", "0", "--run-ms", "300"])
