@@ -25,9 +25,11 @@ helper="Z:$(pwd -P)/$bin/LumoDiscoveryHelper.exe"
 helper=${helper//\//\\}
 
 pids=()
+logs=$(mktemp -d)
 finish() {
     for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
     scripts/wine.sh stop
+    rm -rf "$logs"
 }
 trap finish EXIT
 scripts/wine.sh start
@@ -41,15 +43,20 @@ tagged() {
 run() {
     local tag=$1
     shift
-    scripts/wine.sh run "$bin/$1" "${@:2}" 2>&1 | tagged "$tag" &
+    scripts/wine.sh run "$bin/$1" "${@:2}" 2>&1 | tee "$logs/$tag" | tagged "$tag" &
     pids+=($!)
 }
 
-run dds-listen dds-listen.exe --seconds 42 </dev/null
-run debug debug-listen.exe --run-ms 42000 </dev/null
+run dds-listen dds-listen.exe --seconds 46 </dev/null
+run debug debug-listen.exe --run-ms 46000 </dev/null
 sleep 1
-run plugin-sim plugin-sim.exe --start "$helper" --exit-after 32000 </dev/null
-sleep 2
+run plugin-sim plugin-sim.exe --start "$helper" --exit-after 34000 </dev/null
+# The service's broadcast reaches only a client window that exists: the helper creates it
+# at its loop's first wake-up, about two seconds after it starts.
+for _ in $(seq 100); do
+    grep -q 'using LUMO API' "$logs/debug" 2>/dev/null && break
+    sleep 0.1
+done
 run lumo-sim lumo-sim.exe <<'SCRIPT'
 # The service appears; the helper registers by itself.
 wait-registered 10000
@@ -71,7 +78,7 @@ wait 4000
 create-window
 wait-registered 5000
 send instrument
-wait 15000
+wait 20000
 SCRIPT
 
 wait "${pids[@]}"
