@@ -1,6 +1,7 @@
 // BSD sockets behind the socket classes in the Linux build. Every failing call reports its
 // errno through Failed(), the one point where errno becomes a Winsock number.
 #include "network/native_socket_system.h"
+#include "network/system_address_record.h"
 
 #include <fcntl.h>
 #include <netdb.h>
@@ -43,19 +44,11 @@ int Fd(SocketHandle handle) {
 }
 
 sockaddr_in ToSystem(const SocketAddressV4& address) {
-    sockaddr_in record{};
-    record.sin_family = AF_INET;
-    record.sin_port = address.port;
-    record.sin_addr.s_addr = address.address;
-    return record;
+    return ToSystemRecord<sockaddr_in>(address, AF_INET);
 }
 
 SocketAddressV4 FromSystem(const sockaddr_in& record) {
-    SocketAddressV4 address;
-    address.family = static_cast<std::uint16_t>(record.sin_family);
-    address.port = record.sin_port;
-    address.address = record.sin_addr.s_addr;
-    return address;
+    return FromSystemRecord(record);
 }
 
 int SetIntOption(SocketHandle handle, int level, int name, int value) {

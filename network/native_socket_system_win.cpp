@@ -7,6 +7,9 @@
 #include "platform/service.h"
 #include "platform/windows_api.h"
 
+// After the system headers: s_addr is a macro there.
+#include "network/system_address_record.h"
+
 namespace Orvane::Network {
 namespace {
 
@@ -20,19 +23,11 @@ int Outcome(bool ok) {
 }
 
 sockaddr_in ToSystem(const SocketAddressV4& address) {
-    sockaddr_in record{};
-    record.sin_family = AF_INET;
-    record.sin_port = address.port;
-    record.sin_addr.s_addr = address.address;
-    return record;
+    return ToSystemRecord<sockaddr_in>(address, AF_INET);
 }
 
 SocketAddressV4 FromSystem(const sockaddr_in& record) {
-    SocketAddressV4 address;
-    address.family = static_cast<std::uint16_t>(record.sin_family);
-    address.port = record.sin_port;
-    address.address = record.sin_addr.s_addr;
-    return address;
+    return FromSystemRecord(record);
 }
 
 int SetIntOption(SocketHandle handle, int level, int name, int value) {
