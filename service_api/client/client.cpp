@@ -86,9 +86,11 @@ LumoTransportOptions TransportOptions(bool startFlag, std::uint32_t startValue,
 
 Client::Client()
     : m_core(std::make_unique<Core>()),
-      m_display(std::make_unique<Display::DisplayClient>(*m_core)),
-      m_dcScript(std::make_unique<DcScript::Client>(*m_core)),
-      m_wrtl(std::make_unique<Wrtl::Client>(*m_core)) {
+      m_display(std::make_unique<Display::DisplayClient>(*m_core, *this)),
+      m_dcScript(std::make_unique<DcScript::Client>(*m_core, *this)),
+      m_wrtl(std::make_unique<Wrtl::Client>(*m_core, *this)),
+      m_parameterNames(std::make_unique<ParameterNames>()) {
+    FillParameterNames(*m_parameterNames);
     m_core->SetEventHandler(LumoCoreEvent::ServerAvailable, [this] { OnServerAvailable(); });
     m_core->SetEventHandler(LumoCoreEvent::Registered, [this] { OnConnectedToServer(); });
     m_core->SetEventHandler(LumoCoreEvent::ServerDown, [this] { OnServerDown(); });
@@ -122,6 +124,14 @@ XeLUMOResult Client::Start(std::uint32_t startArg, const std::uint64_t* optional
 
 bool Client::IsStarted() const {
     return m_core->IsStarted();
+}
+
+void Client::ConnectToServerWindow(std::uintptr_t serverWindow) {
+    m_core->ServerAvailable(serverWindow);
+}
+
+ParameterDescriptor Client::GetParameter(std::int32_t id) const {
+    return LookUpParameter(*m_parameterNames, id);
 }
 
 void Client::RegisterMessageHandlers() {

@@ -11,11 +11,18 @@
 //                      sent less, the received bytes themselves otherwise;
 //   ServiceRecord      a record whose layout belongs to the service, with its header.
 // Records and pointers live only during the call.
+//
+// Commands (SendRequest<id>) send one request and return at once with the result of
+// handing it to the service: 2 before registration, 4 when the service's window is
+// unknown, 3 when the service did not take it, else 0. The service's verdict arrives later
+// in the callback of the same id.
 #pragma once
 
+#include "service_api/client/client_requests.h"
 #include "service_api/client/dc_script_client.h"
 #include "service_api/client/display_client.h"
 #include "service_api/client/internal_error_handler.h"
+#include "service_api/client/parameter_names.h"
 #include "service_api/client/payload_decoders.h"
 #include "service_api/client/service_record.h"
 #include "service_api/client/wrtl_client.h"
@@ -24,6 +31,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
+#include <string_view>
 
 namespace Quorvel::Lumo::Api {
 
@@ -45,6 +54,72 @@ class Client : public IInternalErrorHandler {
     XeLUMOResult Start(std::uint32_t startArg, const std::uint64_t* optionalValue,
                        std::uint32_t startValue, bool startFlag);
     bool IsStarted() const;
+    // For a caller that found the service's window itself instead of waiting for its
+    // broadcast: as if the service had announced it (registers with the start flag on).
+    // Nothing happens before Start.
+    void ConnectToServerWindow(std::uintptr_t serverWindow);
+
+    // The parameter of `id`; std::out_of_range ("invalid map<K, T> key") when there is none.
+    ParameterDescriptor GetParameter(std::int32_t id) const;
+    const ParameterNames& GetParameterNames() const { return *m_parameterNames; }
+
+    // 84-byte record: 0, 0, a, b, c, d, 0, then zeros.
+    XeLUMOResult SendRequest2002(std::uint32_t a, std::uint32_t b, std::uint32_t c,
+                                 std::uint32_t d);
+    // 84-byte record, the second form: a, 1, 0, 0, 0, b, then zeros.
+    XeLUMOResult SendRequest2002(std::uint32_t a, std::uint32_t b);
+    // 280-byte record: a to e, then zeros.
+    XeLUMOResult SendRequest2004(std::uint32_t a, std::uint32_t b, std::uint32_t c, std::uint32_t d,
+                                 std::uint32_t e);
+    XeLUMOResult SendRequest2005(std::int32_t value);  // value in the chunk
+    // 520-byte record: the value, then the text cut to 256 UTF-16 units and terminated.
+    XeLUMOResult SendRequest2007(std::uint32_t value, std::u16string_view text);
+    XeLUMOResult SendRequest2008();
+    XeLUMOResult SendRequest2009(std::int32_t value);  // value in the chunk
+    XeLUMOResult SendRequest2010();
+    XeLUMOResult SendRequest2011(std::uint64_t value);  // 72-byte record
+    XeLUMOResult SendRequest2012();
+    XeLUMOResult SendRequest2013();
+    XeLUMOResult SendRequest2014();
+    // 48 + size bytes: a, b, c, 36 zero bytes, then the data.
+    XeLUMOResult SendRequest2016(std::uint32_t a, std::uint32_t b, std::uint32_t c,
+                                 const std::uint8_t* data, std::uint32_t size);
+    XeLUMOResult SendRequest2019(std::int32_t value);  // value in the chunk
+    XeLUMOResult SendRequest2020();
+    XeLUMOResult SendRequest2021();
+    XeLUMOResult SendRequest2022(std::uint32_t value);  // 260-byte record
+    XeLUMOResult SendRequest2023();
+    XeLUMOResult SendRequest2024();
+    XeLUMOResult SendRequest2030();
+    XeLUMOResult SendRequest2031();
+    XeLUMOResult SendRequest2080();
+    XeLUMOResult SendRequest2081();
+    XeLUMOResult SendRequest2082();
+    XeLUMOResult SendRequest2083();
+    XeLUMOResult SendRequest2100(const std::uint8_t (&bytes)[2]);
+    XeLUMOResult SendRequest2200();
+    XeLUMOResult SendRequest2201();
+    XeLUMOResult SendRequest2203(const sLUMORequest2203& request);
+    XeLUMOResult SendRequest2204(const sLUMORequest2204& request);
+    XeLUMOResult SendRequest2205(const sLUMORequest2205& request);
+    XeLUMOResult SendRequest2206();
+    XeLUMOResult SendRequest2207(const sLUMORequest2207& request);
+    XeLUMOResult SendRequest2211();
+    XeLUMOResult SendRequest2212(const sLUMORequest2212& request);
+    // Encoded as (false, value, number).
+    XeLUMOResult SendRequest2214(std::uint32_t value, double number);
+    XeLUMOResult SendRequest2216();
+    XeLUMOResult SendRequest2217();
+    XeLUMOResult SendRequest2220();            // 0 in the chunk
+    XeLUMOResult SendRequest2220SecondForm();  // 1 in the chunk
+    XeLUMOResult SendRequest2221();
+    XeLUMOResult SendRequest2222();
+    XeLUMOResult SendRequest2223();
+    XeLUMOResult SendRequest2224();
+    XeLUMOResult SendRequest2233();
+    XeLUMOResult SendRequest1021();
+    // The access request: proves knowledge of `text` by its digest with the current time.
+    XeLUMOResult SendRequest1022(std::string_view text);
 
     // How the library names itself: L"6.3.0.0" (the version its registration carries) of
     // L"2022-01-12".
@@ -151,6 +226,7 @@ class Client : public IInternalErrorHandler {
     std::unique_ptr<Display::DisplayClient> m_display;
     std::unique_ptr<DcScript::Client> m_dcScript;
     std::unique_ptr<Wrtl::Client> m_wrtl;
+    std::unique_ptr<ParameterNames> m_parameterNames;
 };
 
 }  // namespace Quorvel::Lumo::Api

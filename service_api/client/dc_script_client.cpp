@@ -1,8 +1,32 @@
 #include "service_api/client/dc_script_client.h"
 
+#include "service_api/client/command_sender.h"
 #include "service_api/client/observer_routing.h"
 
 namespace Quorvel::Lumo::Api::DcScript {
+
+XeLUMOResult Client::SendRequest2227(std::uint32_t scriptId, const ScriptArguments& arguments) {
+    return SendSerialized(m_core, 2227, scriptId, arguments, std::uint8_t{0});
+}
+
+XeLUMOResult Client::SendRequest2227(std::uint32_t scriptId) {
+    ScriptArguments none;
+    none.max_load_factor(1.0F);
+    none.rehash(8);
+    return SendRequest2227(scriptId, none);
+}
+
+XeLUMOResult Client::SendRequest2228() {
+    return SendWithoutPayload(m_core, 2228);
+}
+
+XeLUMOResult Client::SendRequest2229() {
+    return SendWithoutPayload(m_core, 2229);
+}
+
+XeLUMOResult Client::SendRequest2230() {
+    return SendWithoutPayload(m_core, 2230);
+}
 
 void Client::RegisterMessageHandlers() {
     RouteRecords<IObserver>(m_core, *this,

@@ -6,7 +6,32 @@
 #include "service_api/client/service_record.h"
 #include "service_api/core/icore.h"
 
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+
+namespace Quorvel::Lumo::Api {
+class Client;
+}
+
 namespace Quorvel::Lumo::Api::DcScript {
+
+// A script's arguments, by name.
+using ScriptArguments = std::unordered_map<std::wstring, std::wstring>;
+
+// The script commands. A script request is encoded as the script id (u32), the arguments
+// (pair count, then each name and value) and one zero byte.
+class ICommands {
+  public:
+    virtual ~ICommands() = default;
+    virtual XeLUMOResult SendRequest2227(std::uint32_t scriptId,
+                                         const ScriptArguments& arguments) = 0;
+    // The script without arguments.
+    virtual XeLUMOResult SendRequest2227(std::uint32_t scriptId) = 0;
+    virtual XeLUMOResult SendRequest2228() = 0;
+    virtual XeLUMOResult SendRequest2229() = 0;
+    virtual XeLUMOResult SendRequest2230() = 0;
+};
 
 class IObserver {
   public:
@@ -18,9 +43,15 @@ class IObserver {
     virtual void OnServerMessage2229(const ServiceRecord& record) = 0;  // reply to 2229
 };
 
-class Client final : private IObserver {
+class Client final : public ICommands, private IObserver {
   public:
-    explicit Client(ICore& core) : m_core(core) {}
+    Client(ICore& core, Api::Client& client) : m_client(client), m_core(core) {}
+
+    XeLUMOResult SendRequest2227(std::uint32_t scriptId, const ScriptArguments& arguments) override;
+    XeLUMOResult SendRequest2227(std::uint32_t scriptId) override;
+    XeLUMOResult SendRequest2228() override;
+    XeLUMOResult SendRequest2229() override;
+    XeLUMOResult SendRequest2230() override;
 
     // Hands the core a handler for each script message: 2226, 2227, 2228, 2230, 2229.
     void RegisterMessageHandlers();
@@ -34,6 +65,7 @@ class Client final : private IObserver {
     void OnServerMessage2230(const ServiceRecord& record) override;
     void OnServerMessage2229(const ServiceRecord& record) override;
 
+    [[maybe_unused]] Api::Client& m_client;
     ICore& m_core;
     Events::Observable<IObserver> m_observers;
 };

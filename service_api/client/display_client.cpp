@@ -1,8 +1,28 @@
 #include "service_api/client/display_client.h"
 
+#include "service_api/client/command_sender.h"
 #include "service_api/client/observer_routing.h"
 
 namespace Quorvel::Lumo::Api::Display {
+
+XeLUMOResult DisplayClient::SendRequest2067() {
+    return SendWithoutPayload(m_core, 2067);
+}
+
+XeLUMOResult DisplayClient::SendRequest2065(const std::wstring& text) {
+    if (m_displayText.empty()) {
+        return LUMO_BAD_PARAMETER;
+    }
+    return SendSerialized(m_core, 2065, m_displayText, text);
+}
+
+XeLUMOResult DisplayClient::SendRequest2066(const std::vector<std::wstring>& items) {
+    return SendSerialized(m_core, 2066, items);
+}
+
+XeLUMOResult DisplayClient::SendRequest2061() {
+    return SendWithoutPayload(m_core, 2061);
+}
 
 void DisplayClient::RegisterMessageHandlers() {
     RouteRecords<IObserver>(m_core, *this, {{2062, &IObserver::OnServerMessage2062}});

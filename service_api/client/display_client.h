@@ -8,7 +8,29 @@
 #include "service_api/client/service_record.h"
 #include "service_api/core/icore.h"
 
+#include <string>
+#include <vector>
+
+namespace Quorvel::Lumo::Api {
+class Client;
+}
+
 namespace Quorvel::Lumo::Api::Display {
+
+// The display commands. The stored text travels with every 2065.
+class ICommands {
+  public:
+    virtual ~ICommands() = default;
+    virtual void SetDisplayText(const std::wstring& text) = 0;
+    virtual void ClearDisplayText() = 0;
+    virtual bool HasDisplayText() const = 0;
+    virtual XeLUMOResult SendRequest2067() = 0;
+    // The stored text and `text`, encoded as two wide strings; 5 without sending anything
+    // while no text is stored.
+    virtual XeLUMOResult SendRequest2065(const std::wstring& text) = 0;
+    virtual XeLUMOResult SendRequest2066(const std::vector<std::wstring>& items) = 0;
+    virtual XeLUMOResult SendRequest2061() = 0;
+};
 
 class IObserver {
   public:
@@ -33,9 +55,17 @@ class ITouchScreenObserver {
     virtual void OnServerMessage2074(const ServiceRecord& record) = 0;
 };
 
-class DisplayClient final : private IObserver, private ITouchScreenObserver {
+class DisplayClient final : public ICommands, private IObserver, private ITouchScreenObserver {
   public:
-    explicit DisplayClient(ICore& core) : m_core(core) {}
+    DisplayClient(ICore& core, Client& client) : m_client(client), m_core(core) {}
+
+    void SetDisplayText(const std::wstring& text) override { m_displayText = text; }
+    void ClearDisplayText() override { m_displayText.clear(); }
+    bool HasDisplayText() const override { return !m_displayText.empty(); }
+    XeLUMOResult SendRequest2067() override;
+    XeLUMOResult SendRequest2065(const std::wstring& text) override;
+    XeLUMOResult SendRequest2066(const std::vector<std::wstring>& items) override;
+    XeLUMOResult SendRequest2061() override;
 
     // Hands the core a handler for each display message: 2062, 2069, 2068, 2070, 2071,
     // 2072, 2073, 2074, 2075, 2066, 2061, 2065, 2067.
@@ -61,9 +91,11 @@ class DisplayClient final : private IObserver, private ITouchScreenObserver {
     void OnServerMessage2073(const ServiceRecord& record) override;
     void OnServerMessage2074(const ServiceRecord& record) override;
 
+    [[maybe_unused]] Client& m_client;
     ICore& m_core;
     Events::Observable<IObserver> m_observers;
     Events::Observable<ITouchScreenObserver> m_touchScreenObservers;
+    std::wstring m_displayText;
 };
 
 }  // namespace Quorvel::Lumo::Api::Display

@@ -6,7 +6,21 @@
 #include "service_api/client/service_record.h"
 #include "service_api/core/icore.h"
 
+#include <cstdint>
+
+namespace Quorvel::Lumo::Api {
+class Client;
+}
+
 namespace Quorvel::Lumo::Api::Wrtl {
+
+class ICommands {
+  public:
+    virtual ~ICommands() = default;
+    virtual XeLUMOResult SendRequest2300(std::int32_t value) = 0;  // value in the chunk
+    // Encoded as (a, b, 0), three u32.
+    virtual XeLUMOResult SendRequest2301(std::uint32_t a, std::uint32_t b) = 0;
+};
 
 class IObserver {
   public:
@@ -16,9 +30,12 @@ class IObserver {
     virtual void OnServerMessage2300(const ServiceRecord& record) = 0;  // reply to 2300
 };
 
-class Client final : private IObserver {
+class Client final : public ICommands, private IObserver {
   public:
-    explicit Client(ICore& core) : m_core(core) {}
+    Client(ICore& core, Api::Client& client) : m_client(client), m_core(core) {}
+
+    XeLUMOResult SendRequest2300(std::int32_t value) override;
+    XeLUMOResult SendRequest2301(std::uint32_t a, std::uint32_t b) override;
 
     // Hands the core a handler for each of the feature's messages: 2302, 2301, 2300.
     void RegisterMessageHandlers();
@@ -30,6 +47,7 @@ class Client final : private IObserver {
     void OnServerMessage2301(const ServiceRecord& record) override;
     void OnServerMessage2300(const ServiceRecord& record) override;
 
+    [[maybe_unused]] Api::Client& m_client;
     ICore& m_core;
     Events::Observable<IObserver> m_observers;
 };

@@ -78,6 +78,12 @@ XeLUMOResult Core::Unregister() {
     return m_window->Unregister();
 }
 
+void Core::ServerAvailable(Orvane::Platform::WindowHandle serverWindow) {
+    if (m_window != nullptr) {
+        m_window->ServerAvailable(serverWindow);
+    }
+}
+
 const LumoMessageHandler* Core::HandlerFor(const sLUMOChunk& header) const {
     auto key = static_cast<std::int32_t>(header.messageId);
     // A reply goes to whoever handles the request it answers; an unclaimed one stays a

@@ -37,6 +37,8 @@ class Core final : public ICore, public Listener {
     // the service still counts the client, until the server is lost. 10 when not started.
     XeLUMOResult Register() override;
     XeLUMOResult Unregister() override;
+    // Hands the window a service window learnt without the broadcast; ignored before Start.
+    void ServerAvailable(Orvane::Platform::WindowHandle serverWindow);
     bool IsStarted() const override { return m_window != nullptr; }
     bool IsRegistered() const override { return m_registered; }
     bool IsServerAvailable() const override { return m_serverAvailable; }
