@@ -25,16 +25,6 @@ std::vector<std::uint8_t> Frame(const void* header, std::size_t headerSize, cons
     return message;
 }
 
-template <class Header>
-std::optional<Header> ReadHeader(const void* data, std::size_t size) {
-    if (data == nullptr || size < sizeof(Header)) {
-        return std::nullopt;
-    }
-    Header header;
-    std::memcpy(&header, data, sizeof header);
-    return header;
-}
-
 }  // namespace
 
 std::vector<std::uint8_t> BuildOutgoingMessage(std::uint32_t messageCode, const void* payload,
@@ -46,21 +36,6 @@ std::vector<std::uint8_t> BuildOutgoingMessage(std::uint32_t messageCode, const 
                              payloadSize + static_cast<std::uint32_t>(sizeof(LumoSenderBlock)));
     header.sender.clientWindow = clientWindow;
     return Frame(&header, sizeof header, payload, payloadSize);
-}
-
-std::vector<std::uint8_t> BuildServiceMessage(std::uint32_t messageCode, const void* payload,
-                                              std::uint32_t payloadSize, std::uint32_t argument1,
-                                              std::uint32_t argument2) {
-    const sLUMOChunk chunk = MakeChunk(messageCode, argument1, argument2, payloadSize);
-    return Frame(&chunk, sizeof chunk, payload, payloadSize);
-}
-
-std::optional<sLUMOChunk> ReadChunk(const void* data, std::size_t size) {
-    return ReadHeader<sLUMOChunk>(data, size);
-}
-
-std::optional<LumoMessageHeader> ReadMessageHeader(const void* data, std::size_t size) {
-    return ReadHeader<LumoMessageHeader>(data, size);
 }
 
 }  // namespace Quorvel::Lumo::Api

@@ -7,7 +7,6 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <vector>
 
 namespace Quorvel::Lumo::Api {
@@ -53,16 +52,5 @@ inline constexpr std::uint32_t kUnregister = 2001;
 std::vector<std::uint8_t> BuildOutgoingMessage(std::uint32_t messageCode, const void* payload,
                                                std::uint32_t payloadSize, std::uint32_t argument1,
                                                std::uint32_t argument2, std::uint32_t clientWindow);
-
-// A service-to-client message: chunk header (dataSize = payloadSize) then the payload.
-std::vector<std::uint8_t> BuildServiceMessage(std::uint32_t messageCode, const void* payload,
-                                              std::uint32_t payloadSize, std::uint32_t argument1,
-                                              std::uint32_t argument2);
-
-// The chunk header of a received block, or nothing when the block is shorter than one.
-std::optional<sLUMOChunk> ReadChunk(const void* data, std::size_t size);
-
-// The message header of a block a client sent, or nothing when it is shorter than 60 bytes.
-std::optional<LumoMessageHeader> ReadMessageHeader(const void* data, std::size_t size);
 
 }  // namespace Quorvel::Lumo::Api

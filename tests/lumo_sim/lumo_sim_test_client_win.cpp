@@ -24,7 +24,7 @@
 namespace {
 
 namespace Api = Quorvel::Lumo::Api;
-using LumoSim::JsonLine;
+using LumoTools::JsonLine;
 
 constexpr UINT_PTR kLivenessTimer = 1;
 constexpr UINT_PTR kUnregisterTimer = 2;

@@ -1,9 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "tools/lumo-sim/json_line.h"
+#include "tools/json/json_line.h"
 #include "tools/lumo-sim/utf.h"
 
 namespace LumoSim {
+using LumoTools::JsonLine;
 namespace {
 
 TEST(JsonLine, ValuesAreQuotedAndEscapedInOrder) {

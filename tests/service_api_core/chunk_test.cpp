@@ -56,49 +56,5 @@ TEST(OutgoingMessage, NullPayloadKeepsItsSizeAndStaysZero) {
     EXPECT_THAT(Bytes(message.begin() + 60, message.end()), ElementsAreArray(Zeros(5)));
 }
 
-TEST(ServiceMessage, ChunkIsFollowedDirectlyByThePayload) {
-    const std::uint8_t payload[] = {1, 2};
-    const Bytes expected = Concat({{0xEC, 0x03, 0, 0},  // 1004
-                                   {0xD0, 0x07, 0, 0},  // answers 2000
-                                   {7, 0, 0, 0},
-                                   {2, 0, 0, 0},
-                                   Zeros(16),
-                                   {1, 2}});
-    EXPECT_THAT(BuildServiceMessage(1004, payload, 2, 2000, 7), ElementsAreArray(expected));
-    EXPECT_EQ(BuildServiceMessage(1005, nullptr, 0, 0, 0).size(), 32u);
-}
-
-TEST(ReadHeaders, BlocksShorterThanTheHeaderYieldNothing) {
-    const Bytes block = Concat({{0xED, 0x03, 0, 0},
-                                {9, 0, 0, 0},
-                                {8, 0, 0, 0},
-                                {0, 1, 0, 0},
-                                Zeros(16),
-                                {0x44, 0x33, 0x22, 0x11},
-                                Zeros(24)});
-    struct Case {
-        std::size_t size;
-        bool chunk;
-        bool header;
-    };
-    for (const Case c : {Case{0, false, false}, Case{31, false, false}, Case{32, true, false},
-                         Case{59, true, false}, Case{60, true, true}}) {
-        const auto chunk = ReadChunk(block.data(), c.size);
-        const auto header = ReadMessageHeader(block.data(), c.size);
-        EXPECT_EQ(chunk.has_value(), c.chunk) << c.size;
-        EXPECT_EQ(header.has_value(), c.header) << c.size;
-        if (chunk) {
-            EXPECT_EQ(chunk->messageId, 1005u);
-            EXPECT_EQ(chunk->argument1, 9u);
-            EXPECT_EQ(chunk->argument2, 8u);
-            EXPECT_EQ(chunk->dataSize, 256u);
-        }
-        if (header) {
-            EXPECT_EQ(header->sender.clientWindow, 0x11223344u);
-        }
-    }
-    EXPECT_FALSE(ReadChunk(nullptr, 64).has_value());
-}
-
 }  // namespace
 }  // namespace Quorvel::Lumo::Api

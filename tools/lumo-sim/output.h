@@ -5,9 +5,11 @@
 #include <chrono>
 #include <string_view>
 
-#include "tools/lumo-sim/json_line.h"
+#include "tools/json/json_line.h"
 
 namespace LumoSim {
+
+using LumoTools::JsonLine;
 
 class Output {
   public:

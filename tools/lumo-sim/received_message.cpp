@@ -4,11 +4,16 @@
 
 #include "service_api/core/chunk.h"
 #include "service_api/core/registration.h"
+#include "tools/lumo-sim/request_decoder.h"
+#include "tools/lumo-sim/wire_reader.h"
 
 namespace LumoSim {
 namespace {
 
 namespace Api = Quorvel::Lumo::Api;
+
+constexpr std::size_t kChunkSize = 32;
+constexpr std::size_t kClientHeaderSize = 60;
 
 std::string Hex(const std::uint8_t* bytes, std::size_t size) {
     static constexpr char kDigits[] = "0123456789abcdef";
@@ -48,31 +53,51 @@ std::optional<ReceivedMessage> DescribeReceived(JsonLine& line, const void* data
                                                 const std::array<std::uint8_t, 8>& clientKey,
                                                 const Orvane::Platform::LocalTime& clock) {
     line.Add("size", size);
-    const auto chunk = Api::ReadChunk(data, size);
-    if (!chunk) {
+    const auto* bytes = static_cast<const std::uint8_t*>(data);
+    if (size < kChunkSize) {
         line.Add("error", "shorter than a chunk header");
         return std::nullopt;
     }
-    line.Add("messageId", chunk->messageId)
-        .Add("argument1", chunk->argument1)
-        .Add("argument2", chunk->argument2)
-        .Add("dataSize", chunk->dataSize)
-        .Add("dataSizeMatches", chunk->dataSize == size - sizeof(Api::sLUMOChunk));
-    const auto header = Api::ReadMessageHeader(data, size);
-    if (!header) {
+    WireReader chunk(bytes, kChunkSize);
+    const std::uint32_t messageId = chunk.U32();
+    const std::uint32_t argument1 = chunk.U32();
+    const std::uint32_t argument2 = chunk.U32();
+    const std::uint32_t dataSize = chunk.U32();
+    line.Add("messageId", messageId)
+        .Add("argument1", argument1)
+        .Add("argument2", argument2)
+        .Add("dataSize", dataSize)
+        .Add("dataSizeMatches", dataSize == size - kChunkSize)
+        .Add("reservedZero", chunk.Zeros(16));
+    if (size < kClientHeaderSize) {
         line.Add("error", "shorter than a client message header");
         return std::nullopt;
     }
-    const auto* payload = static_cast<const std::uint8_t*>(data) + sizeof(Api::LumoMessageHeader);
-    const std::size_t payloadSize = size - sizeof(Api::LumoMessageHeader);
-    line.Add("clientWindow", header->sender.clientWindow).Add("payloadSize", payloadSize);
-    if (chunk->messageId == Api::MessageCode::kRegister ||
-        chunk->messageId == Api::MessageCode::kRegisterAlternate) {
+    WireReader sender(bytes + kChunkSize, kClientHeaderSize - kChunkSize);
+    const std::uint32_t clientWindow = sender.U32();
+    const std::uint8_t* payload = bytes + kClientHeaderSize;
+    const std::size_t payloadSize = size - kClientHeaderSize;
+    line.Add("clientWindow", clientWindow)
+        .Add("senderReservedZero", sender.Zeros(24))
+        .Add("payloadSize", payloadSize);
+    ReceivedMessage received{messageId, clientWindow, true};
+    if (messageId == Api::MessageCode::kRegister ||
+        messageId == Api::MessageCode::kRegisterAlternate) {
         DescribeRegistration(line, payload, payloadSize, clientKey, clock);
-    } else {
-        line.Add("payload", Hex(payload, payloadSize));
+        return received;
     }
-    return ReceivedMessage{chunk->messageId, header->sender.clientWindow};
+    line.Add("payload", Hex(payload, payloadSize));
+    JsonLine fields;
+    auto malformed = DescribeRequest(fields, messageId, argument1, payload, payloadSize);
+    if (!malformed && argument2 != 0) {
+        malformed = "argument2 is not 0";
+    }
+    line.Add("request", fields);
+    if (malformed) {
+        line.Add("malformed", *malformed);
+        received.wellFormed = false;
+    }
+    return received;
 }
 
 }  // namespace LumoSim

@@ -7,20 +7,25 @@
 #include <optional>
 
 #include "platform/local_time.h"
-#include "tools/lumo-sim/json_line.h"
+#include "tools/json/json_line.h"
 
 namespace LumoSim {
+
+using LumoTools::JsonLine;
 
 struct ReceivedMessage {
     std::uint32_t messageId;
     std::uint32_t clientWindow;  // from the sender block
+    bool wellFormed;             // the request's layout fits its id
 };
 
 // Adds the decoded fields to `line`: size, messageId, argument1, argument2, dataSize,
-// dataSizeMatches, clientWindow, payloadSize; for a registration the API version, client
-// type, flag and the token deciphered with `clientKey` and checked against `clock`; for
-// any other message the payload in hexadecimal. Nothing is returned for a block shorter
-// than a client's 60-byte header (the line then carries an "error").
+// dataSizeMatches, reservedZero, clientWindow, senderReservedZero, payloadSize; for a
+// registration the API version, client type, flag and the token deciphered with
+// `clientKey` and checked against `clock`; for any other message the payload in
+// hexadecimal, the request's fields as "request" and, when its layout is wrong for its
+// id, "malformed" with the reason. Nothing is returned for a block shorter than a
+// client's 60-byte header (the line then carries an "error").
 std::optional<ReceivedMessage> DescribeReceived(JsonLine& line, const void* data, std::size_t size,
                                                 const std::array<std::uint8_t, 8>& clientKey,
                                                 const Orvane::Platform::LocalTime& clock);

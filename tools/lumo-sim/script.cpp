@@ -288,6 +288,27 @@ std::optional<std::string> ParseSendAny(const Words& words, std::string_view, Co
     return std::nullopt;
 }
 
+// answer REQUEST REPLY RESULT [HEX]: REQUEST may be '*' (any), REPLY '=' (the same id).
+std::optional<std::string> ParseAnswer(const Words& words, std::string_view, Command& command) {
+    const auto usage = Expect("REQUEST-ID|* REPLY-ID|= RESULT [HEX-PAYLOAD]");
+    if (words.size() != 3 && words.size() != 4) {
+        return usage;
+    }
+    const auto request = words[0] == "*" ? std::optional<std::uint32_t>{kAnyRequest}
+                                         : ParseNumber<std::uint32_t>(words[0]);
+    const auto reply =
+        words[1] == "=" ? std::optional<std::uint32_t>{0} : ParseNumber<std::uint32_t>(words[1]);
+    const auto result = ParseNumber<std::uint32_t>(words[2]);
+    const auto payload = words.size() == 4 ? ParseHex(words[3]) : std::vector<std::uint8_t>{};
+    if (!request || (words[0] != "*" && *request == kAnyRequest) || !reply || !result || !payload) {
+        return usage;
+    }
+    command.kind = CommandKind::Set;
+    command.apply = [request = *request, answer = Answer{*reply, *result, *payload}](
+                        SimSettings& settings) { settings.answers[request] = answer; };
+    return std::nullopt;
+}
+
 std::optional<std::string> ParseSendShutdown(const Words& words, std::string_view,
                                              Command& command) {
     if (!words.empty()) {
@@ -306,6 +327,7 @@ const std::map<std::string, Parser, std::less<>>& Commands() {
         {"broadcast", NoArguments(CommandKind::Broadcast)},
         {"destroy-window", NoArguments(CommandKind::DestroyWindow)},
         {"create-window", NoArguments(CommandKind::CreateWindow)},
+        {"answer", ParseAnswer},
     };
     return commands;
 }

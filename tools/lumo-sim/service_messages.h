@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -36,11 +37,23 @@ struct SimInstrument {
     std::size_t recordSize = kInstrumentRecordSize;
 };
 
+// How the service answers a request: with message `replyId` (0: the request's own id),
+// the result in argument2 and the payload.
+struct Answer {
+    std::uint32_t replyId = 0;
+    std::uint32_t result = 0;
+    std::vector<std::uint8_t> payload;
+};
+
+inline constexpr std::uint32_t kAnyRequest = 0;
+
 struct SimSettings {
     SimInstrument instrument;
     std::uint32_t measurementStatus = 0x00200000;  // reliable
     std::array<std::uint8_t, 8> clientKey{};       // keys the registration token
     bool acceptMessages = true;                    // what WM_COPYDATA answers
+    // By request id; kAnyRequest for every request without an answer of its own.
+    std::map<std::uint32_t, Answer> answers;
 };
 
 // A service-to-client message before framing.
@@ -61,5 +74,9 @@ ServiceMessage MeasurementMessage(std::uint32_t status);
 ServiceMessage ReplyMessage(std::uint32_t answeredCode, std::uint32_t result,
                             std::vector<std::uint8_t> payload);
 ServiceMessage ShutdownMessage();
+
+// The block as the service sends it: the 32-byte chunk (id, argument1, argument2, payload
+// size, 16 zero bytes) followed directly by the payload.
+std::vector<std::uint8_t> Framed(const ServiceMessage& message);
 
 }  // namespace LumoSim

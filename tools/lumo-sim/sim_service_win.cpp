@@ -160,6 +160,7 @@ bool SimService::PumpUntil(std::uint32_t milliseconds, const std::function<bool(
             TranslateMessage(&message);
             DispatchMessageW(&message);
         }
+        SendQueuedAnswers();
         CheckClientAlive();
         if (done && done()) {
             return true;
@@ -176,8 +177,33 @@ bool SimService::PumpUntil(std::uint32_t milliseconds, const std::function<bool(
 }
 
 bool SimService::Send(const Command& command) {
-    const ServiceMessage message = command.message(settings_);
-    JsonLine line = output_.Line("sent");
+    return Deliver(command.message(settings_), "sent");
+}
+
+void SimService::QueueAnswer(std::uint32_t requestId) {
+    auto found = settings_.answers.find(requestId);
+    if (found == settings_.answers.end()) {
+        found = settings_.answers.find(kAnyRequest);
+    }
+    if (found == settings_.answers.end()) {
+        return;
+    }
+    const Answer& answer = found->second;
+    queuedAnswers_.push_back(
+        {answer.replyId != 0 ? answer.replyId : requestId, 0, answer.result, answer.payload});
+}
+
+void SimService::SendQueuedAnswers() {
+    // An answer's delivery may bring more requests, and with them more answers.
+    while (!queuedAnswers_.empty()) {
+        const ServiceMessage answer = queuedAnswers_.front();
+        queuedAnswers_.erase(queuedAnswers_.begin());
+        Deliver(answer, "answered");
+    }
+}
+
+bool SimService::Deliver(const ServiceMessage& message, const char* event) {
+    JsonLine line = output_.Line(event);
     line.Add("messageId", message.messageId)
         .Add("argument1", message.argument1)
         .Add("argument2", message.argument2)
@@ -187,9 +213,7 @@ bool SimService::Send(const Command& command) {
         output_.Print(line.Add("delivered", false).Add("error", "no client is registered"));
         return false;
     }
-    const std::vector<std::uint8_t> block = Api::BuildServiceMessage(
-        message.messageId, message.payload.data(),
-        static_cast<std::uint32_t>(message.payload.size()), message.argument1, message.argument2);
+    const std::vector<std::uint8_t> block = Framed(message);
     COPYDATASTRUCT data{0, static_cast<DWORD>(block.size()),
                         const_cast<std::uint8_t*>(block.data())};
     DWORD_PTR answer = 0;
@@ -221,6 +245,7 @@ void SimService::CheckClientAlive() {
 
 LRESULT SimService::OnCopyData(const COPYDATASTRUCT& data) {
     JsonLine line = output_.Line("received");
+    line.Add("dwData", static_cast<std::uint64_t>(data.dwData));
     const auto received =
         DescribeReceived(line, data.lpData, data.lpData == nullptr ? 0 : data.cbData,
                          settings_.clientKey, Orvane::Platform::CurrentLocalTime());
@@ -250,6 +275,10 @@ LRESULT SimService::OnCopyData(const COPYDATASTRUCT& data) {
             }
             break;
         default:
+            // A real service does not act on a request it cannot read.
+            if (received->wellFormed && client_ == sender) {
+                QueueAnswer(received->messageId);
+            }
             break;
     }
     return answer;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <vector>
 
 #include "platform/windows_api.h"
 #include "tools/lumo-sim/output.h"
@@ -38,6 +39,11 @@ class SimService {
 
     bool Broadcast();
     bool Send(const Command& command);
+    // Sends `message` to the registered client and prints it as `event`.
+    bool Deliver(const ServiceMessage& message, const char* event);
+    // Queues the scripted answer to a request; it goes out once the request's send is over.
+    void QueueAnswer(std::uint32_t requestId);
+    void SendQueuedAnswers();
     bool Wait(const Command& command, const std::function<bool()>& done);
     // Dispatches window messages until `done` holds or `milliseconds` pass.
     bool PumpUntil(std::uint32_t milliseconds, const std::function<bool()>& done);
@@ -49,6 +55,7 @@ class SimService {
     HWND client_ = nullptr;
     std::map<std::uint32_t, std::uint32_t> receivedCount_;  // by message id
     std::map<std::uint32_t, std::uint32_t> awaitedCount_;   // consumed by wait-message
+    std::vector<ServiceMessage> queuedAnswers_;
 };
 
 }  // namespace LumoSim

@@ -1,8 +1,10 @@
-#include "tools/lumo-sim/json_line.h"
+#include "tools/json/json_line.h"
 
+#include <charconv>
+#include <cmath>
 #include <cstdio>
 
-namespace LumoSim {
+namespace LumoTools {
 namespace {
 
 std::string Quoted(std::string_view text) {
@@ -44,6 +46,27 @@ JsonLine& JsonLine::Add(std::string_view key, bool value) {
     return AddRaw(key, value ? "true" : "false");
 }
 
+JsonLine& JsonLine::Add(std::string_view key, double value) {
+    if (!std::isfinite(value)) {
+        return AddRaw(key, "null");
+    }
+    char text[32];
+    const auto result = std::to_chars(text, text + sizeof text, value);
+    return AddRaw(key, std::string_view(text, result.ptr - text));
+}
+
+JsonLine& JsonLine::Add(std::string_view key, const std::vector<std::string>& texts) {
+    std::string list = "[";
+    for (const std::string& text : texts) {
+        list += (list.size() > 1 ? "," : "") + Quoted(text);
+    }
+    return AddRaw(key, list + "]");
+}
+
+JsonLine& JsonLine::Add(std::string_view key, const JsonLine& object) {
+    return AddRaw(key, object.Text());
+}
+
 JsonLine& JsonLine::AddRaw(std::string_view key, std::string_view json) {
     if (text_.size() > 1) {
         text_ += ",";
@@ -54,4 +77,4 @@ JsonLine& JsonLine::AddRaw(std::string_view key, std::string_view json) {
     return *this;
 }
 
-}  // namespace LumoSim
+}  // namespace LumoTools
