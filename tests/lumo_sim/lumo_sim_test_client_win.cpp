@@ -19,12 +19,13 @@
 #include "service_api/core/chunk.h"
 #include "service_api/core/registration.h"
 #include "tools/lumo-sim/output.h"
-#include "tools/lumo-sim/utf.h"
+#include "tools/common/utf.h"
 
 namespace {
 
 namespace Api = Quorvel::Lumo::Api;
 using LumoTools::JsonLine;
+using LumoTools::Utf16ToUtf8;
 
 constexpr UINT_PTR kLivenessTimer = 1;
 constexpr UINT_PTR kUnregisterTimer = 2;
@@ -126,7 +127,7 @@ void AddInstrumentFields(JsonLine& line, const std::uint8_t* record, std::size_t
         }
         name.push_back(unit);
     }
-    line.Add("name", LumoSim::Utf16ToUtf8(name))
+    line.Add("name", Utf16ToUtf8(name))
         .Add("nameUnits", name.size())
         .Add("nameTerminated", terminated);
     if (size >= 420) {

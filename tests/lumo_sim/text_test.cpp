@@ -1,10 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "tools/json/json_line.h"
-#include "tools/lumo-sim/utf.h"
+#include "tools/common/json_line.h"
+#include "tools/common/utf.h"
 
-namespace LumoSim {
-using LumoTools::JsonLine;
+namespace LumoTools {
 namespace {
 
 TEST(JsonLine, ValuesAreQuotedAndEscapedInOrder) {
@@ -52,4 +51,4 @@ TEST(Utf, Utf16ToUtf8ReplacesUnpairedSurrogates) {
 }
 
 }  // namespace
-}  // namespace LumoSim
+}  // namespace LumoTools

@@ -5,7 +5,7 @@
 #include <chrono>
 #include <string_view>
 
-#include "tools/json/json_line.h"
+#include "tools/common/json_line.h"
 
 namespace LumoSim {
 

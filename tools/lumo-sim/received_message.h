@@ -7,7 +7,7 @@
 #include <optional>
 
 #include "platform/local_time.h"
-#include "tools/json/json_line.h"
+#include "tools/common/json_line.h"
 
 namespace LumoSim {
 

@@ -5,10 +5,12 @@
 #include <set>
 #include <vector>
 
-#include "tools/lumo-sim/utf.h"
+#include "tools/common/utf.h"
 #include "tools/lumo-sim/wire_reader.h"
 
 namespace LumoSim {
+
+using LumoTools::Utf16ToUtf8;
 namespace {
 
 using Error = std::optional<std::string>;

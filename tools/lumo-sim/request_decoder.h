@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "tools/json/json_line.h"
+#include "tools/common/json_line.h"
 
 namespace LumoSim {
 

@@ -7,9 +7,11 @@
 #include <tuple>
 #include <type_traits>
 
-#include "tools/lumo-sim/utf.h"
+#include "tools/common/utf.h"
 
 namespace LumoSim {
+
+using LumoTools::Utf8ToUtf16;
 namespace {
 
 using Words = std::vector<std::string_view>;

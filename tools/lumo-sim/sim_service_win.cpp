@@ -6,9 +6,11 @@
 #include "platform/local_time.h"
 #include "service_api/core/chunk.h"
 #include "tools/lumo-sim/received_message.h"
-#include "tools/lumo-sim/utf.h"
+#include "tools/common/utf.h"
 
 namespace LumoSim {
+
+using LumoTools::Utf16ToUtf8;
 namespace {
 
 namespace Api = Quorvel::Lumo::Api;

@@ -1,4 +1,4 @@
-#include "tools/json/json_line.h"
+#include "tools/common/json_line.h"
 
 #include <charconv>
 #include <cmath>

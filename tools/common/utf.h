@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace LumoSim {
+namespace LumoTools {
 
 // Nothing when the bytes are not valid UTF-8.
 std::optional<std::u16string> Utf8ToUtf16(std::string_view text);
@@ -13,4 +13,4 @@ std::optional<std::u16string> Utf8ToUtf16(std::string_view text);
 // An unpaired surrogate becomes U+FFFD.
 std::string Utf16ToUtf8(std::u16string_view units);
 
-}  // namespace LumoSim
+}  // namespace LumoTools

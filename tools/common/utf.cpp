@@ -1,8 +1,8 @@
-#include "tools/lumo-sim/utf.h"
+#include "tools/common/utf.h"
 
 #include <cstdint>
 
-namespace LumoSim {
+namespace LumoTools {
 namespace {
 
 void AppendUtf16(std::u16string& out, char32_t code) {
@@ -92,4 +92,4 @@ std::string Utf16ToUtf8(std::u16string_view units) {
     return out;
 }
 
-}  // namespace LumoSim
+}  // namespace LumoTools
