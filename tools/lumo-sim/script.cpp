@@ -1,91 +1,26 @@
 #include "tools/lumo-sim/script.h"
 
-#include <charconv>
-#include <limits>
 #include <map>
 #include <optional>
 #include <tuple>
-#include <type_traits>
 
 #include "tools/common/utf.h"
+#include "tools/common/words.h"
 
 namespace LumoSim {
 
 using LumoTools::Utf8ToUtf16;
 namespace {
 
-using Words = std::vector<std::string_view>;
+using LumoTools::ParseHex;
+using LumoTools::ParseNumber;
+using LumoTools::RestAfterWords;
+using LumoTools::SplitWords;
+using LumoTools::Words;
 
 // A parser gets the words after the command's name and the raw rest of the line, fills
 // the command, and returns an error text or nothing.
 using Parser = std::function<std::optional<std::string>(const Words&, std::string_view, Command&)>;
-
-Words SplitWords(std::string_view line) {
-    Words words;
-    std::size_t i = 0;
-    while (i < line.size()) {
-        while (i < line.size() && (line[i] == ' ' || line[i] == '\t')) {
-            ++i;
-        }
-        const std::size_t start = i;
-        while (i < line.size() && line[i] != ' ' && line[i] != '\t') {
-            ++i;
-        }
-        if (i > start) {
-            words.push_back(line.substr(start, i - start));
-        }
-    }
-    return words;
-}
-
-// Decimal, or hexadecimal after "0x"; signed types also take a leading '-'.
-template <class T>
-std::optional<T> ParseNumber(std::string_view word) {
-    int base = 10;
-    bool negative = false;
-    if (std::is_signed_v<T> && !word.empty() && word[0] == '-') {
-        negative = true;
-        word.remove_prefix(1);
-    }
-    if (word.size() > 2 && word[0] == '0' && (word[1] == 'x' || word[1] == 'X')) {
-        base = 16;
-        word.remove_prefix(2);
-    }
-    std::uint64_t magnitude = 0;
-    const auto [end, error] =
-        std::from_chars(word.data(), word.data() + word.size(), magnitude, base);
-    if (word.empty() || error != std::errc() || end != word.data() + word.size()) {
-        return std::nullopt;
-    }
-    if constexpr (std::is_signed_v<T>) {
-        if (negative) {
-            if (magnitude > static_cast<std::uint64_t>(std::numeric_limits<T>::max()) + 1) {
-                return std::nullopt;
-            }
-            return static_cast<T>(-static_cast<std::int64_t>(magnitude));
-        }
-    }
-    if (magnitude > static_cast<std::uint64_t>(std::numeric_limits<T>::max())) {
-        return std::nullopt;
-    }
-    return static_cast<T>(magnitude);
-}
-
-std::optional<std::vector<std::uint8_t>> ParseHex(std::string_view word) {
-    if (word.size() % 2 != 0) {
-        return std::nullopt;
-    }
-    std::vector<std::uint8_t> bytes;
-    for (std::size_t i = 0; i < word.size(); i += 2) {
-        std::uint8_t byte = 0;
-        const auto [end, error] = std::from_chars(&word[i], &word[i] + 2, byte, 16);
-        if (error != std::errc() || end != &word[i] + 2) {
-            return std::nullopt;
-        }
-        bytes.push_back(byte);
-    }
-    return bytes;
-}
 
 std::string Expect(std::string_view what) {
     return "expected " + std::string(what);
@@ -373,23 +308,6 @@ const std::map<std::string, Parser, std::less<>>& Sends() {
         {"message", ParseSendAny},
     };
     return sends;
-}
-
-// The text after the first `count` words, with the blanks before it removed.
-std::string_view RestAfterWords(std::string_view line, std::size_t count) {
-    std::size_t i = 0;
-    for (std::size_t word = 0; word < count; ++word) {
-        while (i < line.size() && (line[i] == ' ' || line[i] == '\t')) {
-            ++i;
-        }
-        while (i < line.size() && line[i] != ' ' && line[i] != '\t') {
-            ++i;
-        }
-    }
-    if (i < line.size()) {
-        ++i;  // one separating blank: further blanks belong to the text
-    }
-    return line.substr(i);
 }
 
 std::optional<std::string> ParseLine(std::string_view line, Command& command) {

@@ -66,12 +66,12 @@ ServiceMessage ShutdownMessage() {
 
 std::vector<std::uint8_t> Framed(const ServiceMessage& message) {
     constexpr std::size_t kChunkSize = 32;
-    std::vector<std::uint8_t> block(kChunkSize, 0);
+    std::vector<std::uint8_t> block(kChunkSize + message.payload.size(), 0);
     Store(block, 0, message.messageId, 4);
     Store(block, 4, message.argument1, 4);
     Store(block, 8, message.argument2, 4);
     Store(block, 12, static_cast<std::uint32_t>(message.payload.size()), 4);
-    block.insert(block.end(), message.payload.begin(), message.payload.end());
+    std::copy(message.payload.begin(), message.payload.end(), block.begin() + kChunkSize);
     return block;
 }
 
