@@ -25,17 +25,16 @@ TEST(CommandLanguage, EveryBadLineIsNamedAndGoodLinesParse) {
         "wait 100\n"
         "wait\n"
         "launch\n");
-    EXPECT_EQ(parsed.errors,
-              (std::vector<std::string>{
-                  "line 4: request 2002: expected A B or A B C D",
-                  "line 5: request 2100: 2100 takes exactly 2 bytes",
-                  "line 7: request 2005: argument 1 is not a signed 32-bit integer",
-                  "line 9: request 2214: argument 2 is not a number",
-                  "line 10: request 2227: argument 3 is not NAME=VALUE",
-                  "line 12: no request 9999",
-                  "line 16: expected wait MILLISECONDS",
-                  "line 17: unknown command 'launch'",
-              }));
+    EXPECT_EQ(parsed.errors, (std::vector<std::string>{
+                                 "line 4: request 2002: expected A B or A B C D",
+                                 "line 5: request 2100: 2100 takes exactly 2 bytes",
+                                 "line 7: request 2005: argument 1 is not a signed 32-bit integer",
+                                 "line 9: request 2214: argument 2 is not a number",
+                                 "line 10: request 2227: argument 3 is not NAME=VALUE",
+                                 "line 12: no request 9999",
+                                 "line 16: expected wait MILLISECONDS",
+                                 "line 17: unknown command 'launch'",
+                             }));
     std::vector<int> lines;
     for (const ClientCommand& command : parsed.commands) {
         lines.push_back(command.lineNumber);

@@ -18,8 +18,8 @@
 #include "platform/windows_api.h"
 #include "service_api/core/chunk.h"
 #include "service_api/core/registration.h"
-#include "tools/lumo-sim/output.h"
 #include "tools/common/utf.h"
+#include "tools/lumo-sim/output.h"
 
 namespace {
 

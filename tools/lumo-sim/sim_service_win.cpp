@@ -5,8 +5,8 @@
 
 #include "platform/local_time.h"
 #include "service_api/core/chunk.h"
-#include "tools/lumo-sim/received_message.h"
 #include "tools/common/utf.h"
+#include "tools/lumo-sim/received_message.h"
 
 namespace LumoSim {
 
