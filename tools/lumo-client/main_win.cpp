@@ -116,10 +116,15 @@ int RunCommands(const Options& options, const LumoClient::ParsedCommands& parsed
                 command.run(client);
                 break;
             case LumoClient::ClientCommand::Kind::Request: {
+                const auto started = std::chrono::steady_clock::now();
                 const auto result = command.run(client);
-                LumoClient::Print(JsonLine()
-                                      .Add("sent", command.messageId)
-                                      .Add("result", static_cast<std::uint32_t>(result)));
+                const auto took = std::chrono::steady_clock::now() - started;
+                LumoClient::Print(
+                    JsonLine()
+                        .Add("sent", command.messageId)
+                        .Add("result", static_cast<std::uint32_t>(result))
+                        .Add("us",
+                             std::chrono::duration_cast<std::chrono::microseconds>(took).count()));
                 status = result == Quorvel::Lumo::Api::LUMO_SUCCESS ? status : kFailed;
                 // What the service sent meanwhile comes before the next command.
                 PumpUntil(0, nullptr);

@@ -39,7 +39,8 @@ Commands:
 Output, one JSON object a line on stdout:
   {"event":"server-available"} {"event":"registered"} {"event":"unregistered"}
   {"event":"server-down"}
-  {"sent":ID,"result":R}                     after every request (R: the send's result)
+  {"sent":ID,"result":R,"us":T}              after every request (R: the send's result,
+                                             T: microseconds until the service took it)
   {"reply":ID,"result":R,"bytes":N,"slot":S} a callback answering a request, or carrying
                                              the service's verdict; N is the size of the
                                              record or data it was given (2015: the data
