@@ -137,7 +137,7 @@ class ClientCommandsTest(unittest.TestCase):
             with self.subTest(line):
                 self.assertNotIn("malformed", got)
                 self.assertEqual((got["dwData"], got["dataSizeMatches"]), (0, True))
-                self.assertTrue(got["reservedZero"] and got["senderReservedZero"])
+                self.assertTrue(got["chunkReservedZero"] and got["senderReservedZero"])
                 self.assertEqual({k: got["request"].get(k) for k in fields}, fields)
 
     def test_the_access_request_carries_the_digest_of_time_and_text_only(self):

@@ -68,7 +68,7 @@ std::optional<ReceivedMessage> DescribeReceived(JsonLine& line, const void* data
         .Add("argument2", argument2)
         .Add("dataSize", dataSize)
         .Add("dataSizeMatches", dataSize == size - kChunkSize)
-        .Add("reservedZero", chunk.Zeros(16));
+        .Add("chunkReservedZero", chunk.Zeros(16));
     if (size < kClientHeaderSize) {
         line.Add("error", "shorter than a client message header");
         return std::nullopt;

@@ -20,7 +20,7 @@ struct ReceivedMessage {
 };
 
 // Adds the decoded fields to `line`: size, messageId, argument1, argument2, dataSize,
-// dataSizeMatches, reservedZero, clientWindow, senderReservedZero, payloadSize; for a
+// dataSizeMatches, chunkReservedZero, clientWindow, senderReservedZero, payloadSize; for a
 // registration the API version, client type, flag and the token deciphered with
 // `clientKey` and checked against `clock`; for any other message the payload in
 // hexadecimal, the request's fields as "request" and, when its layout is wrong for its

@@ -25,6 +25,11 @@ Numbers are decimal or hexadecimal with 0x; HEX is an even number of hex digits.
   broadcast                     broadcast "LUMO_SERVERAVAILABLE" again
   destroy-window                destroy the service window and forget the client
   create-window                 create a new service window and broadcast it
+  answer REQ REPLY RESULT [HEX] answer every later request REQ ('*': any request without
+                                an answer of its own) with message REPLY ('=': REQ's own
+                                id), argument2 RESULT and the payload HEX; the answer goes
+                                out once the request's WM_COPYDATA has returned. A
+                                malformed request is not answered.
 
   set key HEX                   8-byte key for deciphering registration tokens
                                 (default 0000000000000000)
@@ -58,12 +63,16 @@ Output: one JSON object a line on stdout, each with "t" (milliseconds since star
 "event":
   window-created    window, serverAvailableMessage
   broadcast         window, posted
-  received          size, messageId, argument1, argument2, dataSize, dataSizeMatches,
-                    clientWindow, payloadSize, answer; for 2000 and 100 also apiVersion,
-                    clientType, flag, reservedZero, tokenDay, tokenMonth, tokenHour,
-                    tokenMinute, tokenPaddingZero and tokenMatches (the token deciphered
-                    with the key names this clock's day, month, hour and minute, within
-                    one minute); for other messages payload (hex); error for short blocks
+  received          dwData, size, messageId, argument1, argument2, dataSize,
+                    dataSizeMatches, chunkReservedZero, clientWindow, senderReservedZero,
+                    payloadSize, answer; for 2000 and 100 also apiVersion, clientType,
+                    flag, reservedZero, tokenDay, tokenMonth, tokenHour, tokenMinute,
+                    tokenPaddingZero and tokenMatches (the token deciphered with the key
+                    names this clock's day, month, hour and minute, within one minute);
+                    for other messages payload (hex), request (the fields read by the
+                    layout of the request's id) and, when the request does not fit that
+                    layout, malformed (why); error for short blocks
+  answered          as sent, for a scripted answer
   client-registered clientWindow
   client-forgotten  clientWindow, reason ("unregistered", "window gone" or "service
                     window destroyed")
