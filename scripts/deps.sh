@@ -3,7 +3,8 @@
 # missing: quiet and quick when everything is there already.
 set -euo pipefail
 
-packages=(cmake make g++ googletest g++-mingw-w64-x86-64 wine wine64 python3 clang-format)
+packages=(cmake make g++ googletest g++-mingw-w64-x86-64 wine wine64 python3 clang-format
+          tshark nlohmann-json3-dev)
 
 missing=()
 for p in "${packages[@]}"; do

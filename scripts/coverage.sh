@@ -1,0 +1,45 @@
+#!/usr/bin/env bash
+# Product line coverage of the native tests, and the size of the tests against the code.
+#   scripts/coverage.sh            build with coverage, run every native test, print totals
+#   scripts/coverage.sh --lines    only count the lines
+# Product code is everything but tests/, tools/ and the fakes (*/testing/). Test lines are
+# every file under tests/ and the fakes; code lines are all other C/C++ files of the tree.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+count_lines() {
+    local tests code
+    tests=$( (git ls-files tests; git ls-files '*/testing/*') | sort -u | xargs cat | wc -l)
+    code=$(git ls-files '*.cpp' '*.h' | grep -v -e '^tests/' -e '/testing/' | xargs cat | wc -l)
+    echo "test lines: $tests (tests/ and */testing/), code lines: $code (other C/C++)"
+    awk -v t="$tests" -v c="$code" 'BEGIN { printf "test/code ratio: %.3f\n", t / c }'
+}
+
+if [ "${1:-}" = "--lines" ]; then
+    count_lines
+    exit 0
+fi
+
+scripts/deps.sh
+command -v gcovr >/dev/null || {
+    apt-get update -qq && apt-get install -y -qq --no-install-recommends gcovr >/dev/null
+}
+
+build=build/coverage
+cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_COMPILER=g++ -DCMAKE_C_COMPILER=gcc \
+    -DCMAKE_CXX_FLAGS=--coverage -DCMAKE_EXE_LINKER_FLAGS=--coverage >/dev/null
+cmake --build "$build" -j2 >/dev/null
+find "$build" -name '*.gcda' -delete
+ctest --test-dir "$build" -j2 --output-on-failure >/dev/null
+
+product=(--filter 'helper/' --filter 'announce/' --filter 'network/' --filter 'service_api/'
+         --filter 'diagnostics/' --filter 'platform/' --exclude '.*/testing/.*')
+echo "Product line coverage (native tests):"
+gcovr -r . --object-directory "$build" "${product[@]}" --print-summary -o /dev/null |
+    sed -n 's/^lines: /  all: /p'
+for folder in helper announce network service_api/core service_api/client diagnostics platform; do
+    printf '  %-20s ' "$folder"
+    gcovr -r . --object-directory "$build" --filter "$folder/" --exclude '.*/testing/.*' \
+        --print-summary -o /dev/null | sed -n 's/^lines: //p'
+done
+count_lines
