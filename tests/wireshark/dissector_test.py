@@ -38,8 +38,8 @@ def write_capture(path, datagrams):
             f.write(packet)
 
 
-def tshark_command(capture):
-    command = ["tshark", "-n", "-X", "lua_script:" + os.path.abspath(LUA), "-r", capture,
+def tshark_command(capture, lua):
+    command = ["tshark", "-n", "-X", "lua_script:" + lua, "-r", capture,
                "-T", "fields", "-E", "separator=|", "-E", "occurrence=a", "-E",
                "aggregator=;"]
     for field in FIELDS:
@@ -61,7 +61,11 @@ class DissectorTest(unittest.TestCase):
         capture = os.path.join(cls.workdir, "announcements.pcap")
         write_capture(capture, [bytes.fromhex(data) for _, data in samples])
         os.chmod(capture, 0o644)
-        result = subprocess.run(tshark_command(capture), capture_output=True, text=True,
+        # A copy beside the capture, readable by the ordinary user wherever the tree lies.
+        lua = os.path.join(cls.workdir, os.path.basename(LUA))
+        shutil.copyfile(LUA, lua)
+        os.chmod(lua, 0o644)
+        result = subprocess.run(tshark_command(capture, lua), capture_output=True, text=True,
                                 env=dict(os.environ, HOME=cls.workdir), cwd=cls.workdir)
         if result.returncode != 0:
             raise AssertionError("tshark failed:\n" + result.stderr)
