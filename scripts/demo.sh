@@ -7,11 +7,12 @@
 # sequence number), the service vanishes (withdrawal), comes back (announced again), and
 # the plug-in ends the helper (final withdrawal, exit code -1 = 4294967295).
 #
-# Lines are tagged by the process that printed them:
-#   [dds-listen]  the datagrams on 127.0.0.1:50999
-#   [plugin-sim]  the plug-in's channel: heartbeats 1001, the exit message, the exit code
-#   [lumo-sim]    the service's window messages
-#   [debug]       the helper's debugger texts
+# Every line shows the seconds since the demo started, then the party that printed it:
+#   dds-listen  the datagrams on 127.0.0.1:50999
+#   plugin-sim  the plug-in's channel: heartbeats 1001, the exit message, the exit code
+#   lumo-sim    the service's window messages
+#   debug       the helper's debugger texts
+# and a summary follows at the end.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -34,20 +35,18 @@ finish() {
 trap finish EXIT
 scripts/wine.sh start
 
-# Prefixes each line with its tag; Wine's console output ends lines with CR LF.
-tagged() {
-    local tag
-    tag=$(printf '%-12s' "[$1]")
-    sed -u -e 's/\r$//' -e "s/^/$tag /"
-}
+# One time base for every party: milliseconds since the epoch when the demo started.
+start_ms=$(date +%s%3N)
 run() {
-    local tag=$1
+    local party=$1
     shift
-    scripts/wine.sh run "$bin/$1" "${@:2}" 2>&1 | tee "$logs/$tag" | tagged "$tag" &
+    scripts/wine.sh run "$bin/$1" "${@:2}" 2>&1 |
+        python3 -u scripts/demo_view.py show "$party" "$start_ms" "$logs/$party" &
     pids+=($!)
 }
 
-run dds-listen dds-listen.exe --seconds 46 </dev/null
+echo " seconds party      what"
+run dds-listen dds-listen.exe --json --seconds 46 </dev/null
 run debug debug-listen.exe --run-ms 46000 </dev/null
 sleep 1
 run plugin-sim plugin-sim.exe --start "$helper" --exit-after 34000 </dev/null
@@ -82,3 +81,4 @@ wait 20000
 SCRIPT
 
 wait "${pids[@]}"
+python3 scripts/demo_view.py summary "$logs"

@@ -19,7 +19,7 @@
 #include "service_api/core/chunk.h"
 #include "service_api/core/registration.h"
 #include "tools/common/utf.h"
-#include "tools/lumo-sim/output.h"
+#include "tools/common/output.h"
 
 namespace {
 
@@ -43,7 +43,7 @@ struct Options {
 
 struct Client {
     Options options;
-    LumoSim::Output output;
+    LumoTools::Output output;
     UINT serverAvailableMessage = 0;
     HWND window = nullptr;
     HWND server = nullptr;

@@ -1,51 +1,48 @@
-// One JSON object on one line: the output record of the tools. Values are texts (UTF-8),
-// booleans, numbers, lists and nested objects.
+// One JSON object on one line: the output record of the tools, kept in the order its
+// fields were added. Texts are UTF-8; bytes that are not well-formed UTF-8 come out as
+// U+FFFD.
 #pragma once
 
+#include <cmath>
 #include <concepts>
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
+
+#include <nlohmann/json.hpp>
 
 namespace LumoTools {
 
 class JsonLine {
   public:
-    JsonLine& Add(std::string_view key, std::string_view text);
-    JsonLine& Add(std::string_view key, const char* text) {
-        return Add(key, std::string_view(text));
-    }
-    JsonLine& Add(std::string_view key, const std::string& text) {
-        return Add(key, std::string_view(text));
-    }
-    JsonLine& Add(std::string_view key, bool value);
-    // Shortest text that reads back as the same double; null when it is not finite.
-    JsonLine& Add(std::string_view key, double value);
-    JsonLine& Add(std::string_view key, const std::vector<std::string>& texts);
-    JsonLine& Add(std::string_view key, const JsonLine& object);
-
-    template <std::integral T>
-    requires(!std::same_as<T, bool>) JsonLine& Add(std::string_view key, T value) {
-        return AddRaw(key, std::to_string(value));
-    }
-    template <std::integral T>
-    requires(!std::same_as<T, bool>) JsonLine& Add(std::string_view key,
-                                                   const std::vector<T>& values) {
-        std::string list = "[";
-        for (const T& value : values) {
-            list += (list.size() > 1 ? "," : "") + std::to_string(value);
-        }
-        return AddRaw(key, list + "]");
+    // Texts, booleans, numbers (a double that is not finite becomes null), lists of them,
+    // and nested lines.
+    template <class T>
+    JsonLine& Add(std::string_view key, const T& value) {
+        m_object[std::string(key)] = Value(value);
+        return *this;
     }
 
     // The object's text, without a line end.
-    std::string Text() const { return text_ + "}"; }
+    std::string Text() const;
 
   private:
-    JsonLine& AddRaw(std::string_view key, std::string_view json);
+    template <class T>
+    static nlohmann::ordered_json Value(const T& value) {
+        if constexpr (std::same_as<T, JsonLine>) {
+            return value.m_object;
+        } else if constexpr (std::floating_point<T>) {
+            return std::isfinite(value) ? nlohmann::ordered_json(value) : nullptr;
+        } else if constexpr (std::is_enum_v<T>) {
+            return static_cast<std::underlying_type_t<T>>(value);
+        } else {
+            return value;
+        }
+    }
 
-    std::string text_ = "{";
+    nlohmann::ordered_json m_object = nlohmann::ordered_json::object();
 };
 
 }  // namespace LumoTools

@@ -43,6 +43,17 @@ std::string_view RestAfterWords(std::string_view line, std::size_t count) {
     return line.substr(i);
 }
 
+std::string Hex(const std::uint8_t* bytes, std::size_t size) {
+    static constexpr char kDigits[] = "0123456789abcdef";
+    std::string text;
+    text.reserve(2 * size);
+    for (std::size_t i = 0; i < size; ++i) {
+        text += kDigits[bytes[i] >> 4];
+        text += kDigits[bytes[i] & 0xF];
+    }
+    return text;
+}
+
 std::optional<std::vector<std::uint8_t>> ParseHex(std::string_view digits) {
     if (digits.size() % 2 != 0) {
         return std::nullopt;

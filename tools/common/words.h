@@ -1,11 +1,12 @@
 // Reading the tools' one-command-a-line scripts: words separated by blanks or tabs,
-// numbers in decimal or hexadecimal, bytes in hexadecimal.
+// numbers in decimal or hexadecimal, bytes in hexadecimal (and written back so).
 #pragma once
 
 #include <charconv>
 #include <cstdint>
 #include <limits>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <type_traits>
 #include <vector>
@@ -19,6 +20,9 @@ Words SplitWords(std::string_view line);
 // The text after the first `count` words and the one blank after them; further blanks
 // belong to the text.
 std::string_view RestAfterWords(std::string_view line, std::size_t count);
+
+// Two lowercase hexadecimal digits a byte.
+std::string Hex(const std::uint8_t* bytes, std::size_t size);
 
 // Pairs of hexadecimal digits; nothing for an odd count or another character.
 std::optional<std::vector<std::uint8_t>> ParseHex(std::string_view digits);

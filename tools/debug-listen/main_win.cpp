@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "platform/windows_api.h"
-#include "tools/lumo-sim/output.h"
+#include "tools/common/output.h"
 
 namespace {
 
@@ -75,7 +75,7 @@ bool ParseOptions(int argc, char** argv, Options* options, bool* help) {
     return true;
 }
 
-int Listen(const Options& options, const LumoSim::Output& output) {
+int Listen(const Options& options, const LumoTools::Output& output) {
     const auto start = std::chrono::steady_clock::now();
     const HANDLE bufferReady = CreateEventW(nullptr, FALSE, FALSE, L"DBWIN_BUFFER_READY");
     const bool another = GetLastError() == ERROR_ALREADY_EXISTS;
@@ -127,7 +127,7 @@ int Listen(const Options& options, const LumoSim::Output& output) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    const LumoSim::Output output;
+    const LumoTools::Output output;
     Options options;
     bool help = false;
     if (!ParseOptions(argc, argv, &options, &help)) {

@@ -8,7 +8,7 @@
 #include <sstream>
 #include <string>
 
-#include "tools/lumo-sim/output.h"
+#include "tools/common/output.h"
 #include "tools/lumo-sim/script.h"
 #include "tools/lumo-sim/sim_service_win.h"
 #include "tools/lumo-sim/usage.h"
@@ -61,7 +61,7 @@ int main(int argc, char** argv) {
 
     // Plain "\n" line ends, so that the output reads the same on every side.
     _setmode(_fileno(stdout), _O_BINARY);
-    const LumoSim::Output output;
+    const LumoTools::Output output;
     int status = 0;
     {
         LumoSim::SimService service(output);

@@ -4,6 +4,7 @@
 
 #include "service_api/core/chunk.h"
 #include "service_api/core/registration.h"
+#include "tools/common/words.h"
 #include "tools/lumo-sim/request_decoder.h"
 #include "tools/lumo-sim/wire_reader.h"
 
@@ -11,20 +12,11 @@ namespace LumoSim {
 namespace {
 
 namespace Api = Quorvel::Lumo::Api;
+using LumoTools::Hex;
 
 constexpr std::size_t kChunkSize = 32;
 constexpr std::size_t kClientHeaderSize = 60;
 
-std::string Hex(const std::uint8_t* bytes, std::size_t size) {
-    static constexpr char kDigits[] = "0123456789abcdef";
-    std::string text;
-    text.reserve(2 * size);
-    for (std::size_t i = 0; i < size; ++i) {
-        text += kDigits[bytes[i] >> 4];
-        text += kDigits[bytes[i] & 0xF];
-    }
-    return text;
-}
 
 void DescribeRegistration(JsonLine& line, const std::uint8_t* payload, std::size_t size,
                           const std::array<std::uint8_t, 8>& clientKey,

@@ -52,7 +52,7 @@ void AddSentDetails(JsonLine& line, const ServiceMessage& message, const SimSett
 
 }  // namespace
 
-SimService::SimService(const Output& output)
+SimService::SimService(const LumoTools::Output& output)
     : output_(output), serverAvailableMessage_(RegisterWindowMessageW(L"LUMO_SERVERAVAILABLE")) {
     WNDCLASSEXW windowClass{};
     windowClass.cbSize = sizeof windowClass;

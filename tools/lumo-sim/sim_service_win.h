@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "platform/windows_api.h"
-#include "tools/lumo-sim/output.h"
+#include "tools/common/output.h"
 #include "tools/lumo-sim/script.h"
 #include "tools/lumo-sim/service_messages.h"
 
@@ -17,7 +17,7 @@ namespace LumoSim {
 
 class SimService {
   public:
-    explicit SimService(const Output& output);
+    explicit SimService(const LumoTools::Output& output);
     ~SimService();
     SimService(const SimService&) = delete;
     SimService& operator=(const SimService&) = delete;
@@ -48,7 +48,7 @@ class SimService {
     // Dispatches window messages until `done` holds or `milliseconds` pass.
     bool PumpUntil(std::uint32_t milliseconds, const std::function<bool()>& done);
 
-    const Output& output_;
+    const LumoTools::Output& output_;
     SimSettings settings_;
     UINT serverAvailableMessage_;
     HWND window_ = nullptr;

@@ -2,6 +2,8 @@
 
 #include <bit>
 
+#include "tools/common/words.h"
+
 namespace LumoSim {
 
 const std::uint8_t* WireReader::Take(std::size_t count) {
@@ -64,14 +66,8 @@ bool WireReader::Zeros(std::size_t count) {
 }
 
 std::string WireReader::Hex(std::size_t count) {
-    static constexpr char kDigits[] = "0123456789abcdef";
     const std::uint8_t* bytes = Take(count);
-    std::string text;
-    for (std::size_t i = 0; bytes != nullptr && i < count; ++i) {
-        text += kDigits[bytes[i] >> 4];
-        text += kDigits[bytes[i] & 0xF];
-    }
-    return text;
+    return bytes == nullptr ? std::string() : LumoTools::Hex(bytes, count);
 }
 
 }  // namespace LumoSim

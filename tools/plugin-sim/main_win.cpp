@@ -3,12 +3,12 @@
 #include <string>
 #include <vector>
 
-#include "tools/lumo-sim/output.h"
+#include "tools/common/output.h"
 #include "tools/plugin-sim/options.h"
 #include "tools/plugin-sim/plugin_simulator_win.h"
 
 int main(int argc, char** argv) {
-    const LumoSim::Output output;
+    const LumoTools::Output output;
     PluginSim::Options options;
     std::string error;
     if (!PluginSim::ParseOptions(std::vector<std::string>(argv + 1, argv + argc), &options,

@@ -8,25 +8,18 @@
 
 #include "helper/plugin_messages.h"
 #include "tools/KxIpcDll/KxIpcDll.h"
+#include "tools/common/words.h"
 
 namespace PluginSim {
 namespace {
 
 constexpr unsigned kReceiveBufferSize = KXIPC_MAX_DATA_LENGTH + 4;
 
-std::string Hex(const std::uint8_t* bytes, std::size_t size) {
-    std::string text;
-    char digits[3];
-    for (std::size_t i = 0; i < size; ++i) {
-        std::snprintf(digits, sizeof digits, "%02x", bytes[i]);
-        text += digits;
-    }
-    return text;
-}
+using LumoTools::Hex;
 
 }  // namespace
 
-PluginSimulator::PluginSimulator(const Options& options, const LumoSim::Output& output)
+PluginSimulator::PluginSimulator(const Options& options, const LumoTools::Output& output)
     : options_(options), output_(output) {
     for (const ScheduledSend& send : options.sends) {
         actions_.push_back({Action::Send, send.atMs, send.code, send.data});

@@ -9,14 +9,14 @@
 #include <vector>
 
 #include "platform/windows_api.h"
-#include "tools/lumo-sim/output.h"
+#include "tools/common/output.h"
 #include "tools/plugin-sim/options.h"
 
 namespace PluginSim {
 
 class PluginSimulator {
   public:
-    PluginSimulator(const Options& options, const LumoSim::Output& output);
+    PluginSimulator(const Options& options, const LumoTools::Output& output);
     ~PluginSimulator();
     PluginSimulator(const PluginSimulator&) = delete;
     PluginSimulator& operator=(const PluginSimulator&) = delete;
@@ -47,7 +47,7 @@ class PluginSimulator {
     void Error(const std::string& text, const char* key, std::uint32_t value);
 
     const Options& options_;
-    const LumoSim::Output& output_;
+    const LumoTools::Output& output_;
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     std::deque<Action> actions_;
     unsigned pluginChannel_ = 0;

@@ -2,8 +2,12 @@
 
 #include <cstdio>
 
+#include "tools/common/json_line.h"
+
 namespace DdsListen {
 namespace {
+
+using LumoTools::JsonLine;
 
 // Length of the well-formed UTF-8 sequence starting at `at` (2 to 4), or 0.
 std::size_t Utf8SequenceLength(const std::string& text, std::size_t at) {
@@ -42,8 +46,8 @@ std::string Hex(const char* pattern, unsigned char value) {
     return buffer;
 }
 
-std::string Quoted(OutputFormat format, const std::string& text) {
-    return "\"" + Escaped(format, text) + "\"";
+std::string Quoted(const std::string& text) {
+    return "\"" + Escaped(text) + "\"";
 }
 
 const char* EventName(const Announcement& announcement) {
@@ -52,8 +56,7 @@ const char* EventName(const Announcement& announcement) {
 
 }  // namespace
 
-std::string Escaped(OutputFormat format, const std::string& text) {
-    const bool json = format == OutputFormat::Json;
+std::string Escaped(const std::string& text) {
     std::string out;
     for (std::size_t i = 0; i < text.size();) {
         const auto byte = static_cast<unsigned char>(text[i]);
@@ -69,7 +72,7 @@ std::string Escaped(OutputFormat format, const std::string& text) {
             out.append(text, i, length);
             i += length;
         } else {
-            out += Hex(json ? "\\u%04x" : "\\x%02x", byte);
+            out += Hex("\\x%02x", byte);
             ++i;
         }
     }
@@ -78,46 +81,50 @@ std::string Escaped(OutputFormat format, const std::string& text) {
 
 std::string DatagramLine(OutputFormat format, const std::string& source, std::size_t size,
                          const DecodeResult& decoded) {
-    const std::string sizeText = std::to_string(size);
     if (!decoded.announcement) {
         if (format == OutputFormat::Json) {
-            return "{\"source\":" + Quoted(format, source) +
-                   ",\"event\":\"malformed\",\"size\":" + sizeText +
-                   ",\"reason\":" + Quoted(format, decoded.problem) + "}";
+            return JsonLine()
+                .Add("source", source)
+                .Add("event", "malformed")
+                .Add("size", size)
+                .Add("reason", decoded.problem)
+                .Text();
         }
-        return source + " malformed (" + sizeText + " bytes): " + decoded.problem;
+        return source + " malformed (" + std::to_string(size) + " bytes): " + decoded.problem;
     }
     const Announcement& announcement = *decoded.announcement;
-    const std::string sequence = std::to_string(announcement.sequence);
-    std::string line;
     if (format == OutputFormat::Json) {
-        line = "{\"source\":" + Quoted(format, source) + ",\"event\":\"" + EventName(announcement) +
-               "\",\"sequence\":" + sequence;
+        JsonLine line;
+        line.Add("source", source)
+            .Add("event", EventName(announcement))
+            .Add("sequence", announcement.sequence);
         for (std::size_t i = 0; i < kTextCount; ++i) {
-            line +=
-                ",\"" + std::string(kTextNames[i]) + "\":" + Quoted(format, announcement.texts[i]);
+            line.Add(kTextNames[i], announcement.texts[i]);
         }
-        return line + "}";
+        return line.Text();
     }
-    line = source + " " + EventName(announcement) + " seq=" + sequence;
+    std::string line =
+        source + " " + EventName(announcement) + " seq=" + std::to_string(announcement.sequence);
     for (std::size_t i = 0; i < kTextCount; ++i) {
-        line += " " + std::string(kTextNames[i]) + "=" + Quoted(format, announcement.texts[i]);
+        line += " " + std::string(kTextNames[i]) + "=" + Quoted(announcement.texts[i]);
     }
     return line;
 }
 
 std::string LivenessLine(OutputFormat format, const LivenessEvent& event) {
     const bool overdue = event.kind == LivenessEvent::Kind::Overdue;
-    const std::string silent = std::to_string(event.silentMs);
-    const std::string interval = std::to_string(event.intervalMs);
     if (format == OutputFormat::Json) {
-        return "{\"source\":" + Quoted(format, event.source) + ",\"event\":\"" +
-               (overdue ? "overdue" : "back") + "\",\"silentMs\":" + silent +
-               ",\"intervalMs\":" + interval + "}";
+        return JsonLine()
+            .Add("source", event.source)
+            .Add("event", overdue ? "overdue" : "back")
+            .Add("silentMs", event.silentMs)
+            .Add("intervalMs", event.intervalMs)
+            .Text();
     }
+    const std::string silent = std::to_string(event.silentMs);
     if (overdue) {
-        return event.source + " overdue: silent for " + silent + " ms, interval " + interval +
-               " ms";
+        return event.source + " overdue: silent for " + silent + " ms, interval " +
+               std::to_string(event.intervalMs) + " ms";
     }
     return event.source + " back after " + silent + " ms of silence";
 }

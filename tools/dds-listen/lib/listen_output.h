@@ -15,9 +15,9 @@ std::string DatagramLine(OutputFormat format, const std::string& source, std::si
                          const DecodeResult& decoded);
 std::string LivenessLine(OutputFormat format, const LivenessEvent& event);
 
-// A received text shown safely: in Text form printable bytes and well-formed UTF-8 stay,
-// quotes and backslashes are escaped, everything else is \xNN; in Json form a valid JSON
-// string body, with bytes that are not well-formed UTF-8 as \u00NN.
-std::string Escaped(OutputFormat format, const std::string& text);
+// A received text shown safely in the text form: printable bytes and well-formed UTF-8
+// stay, quotes and backslashes are escaped, everything else is \xNN. (The JSON form
+// shows bytes that are not well-formed UTF-8 as U+FFFD.)
+std::string Escaped(const std::string& text);
 
 }  // namespace DdsListen

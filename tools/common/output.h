@@ -1,4 +1,4 @@
-// The simulator's output: one JSON object a line on stdout, stamped with the milliseconds
+// A tool's output: one JSON object a line on stdout, stamped with the milliseconds
 // since the program started, flushed at once so that a test can follow it live.
 #pragma once
 
@@ -7,9 +7,7 @@
 
 #include "tools/common/json_line.h"
 
-namespace LumoSim {
-
-using LumoTools::JsonLine;
+namespace LumoTools {
 
 class Output {
   public:
@@ -21,4 +19,4 @@ class Output {
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
-}  // namespace LumoSim
+}  // namespace LumoTools

@@ -1,8 +1,8 @@
-#include "tools/lumo-sim/output.h"
+#include "tools/common/output.h"
 
 #include <cstdio>
 
-namespace LumoSim {
+namespace LumoTools {
 
 JsonLine Output::Line(std::string_view event) const {
     const auto elapsed = std::chrono::steady_clock::now() - start_;
@@ -17,4 +17,4 @@ void Output::Print(const JsonLine& line) const {
     std::fflush(stdout);
 }
 
-}  // namespace LumoSim
+}  // namespace LumoTools
