@@ -32,14 +32,16 @@ cmake --build "$build" -j2 >/dev/null
 find "$build" -name '*.gcda' -delete
 ctest --test-dir "$build" -j2 --output-on-failure >/dev/null
 
+report=$(mktemp)
+trap 'rm -f "$report"' EXIT
 product=(--filter 'helper/' --filter 'announce/' --filter 'network/' --filter 'service_api/'
          --filter 'diagnostics/' --filter 'platform/' --exclude '.*/testing/.*')
 echo "Product line coverage (native tests):"
-gcovr -r . --object-directory "$build" "${product[@]}" --print-summary -o /dev/null |
+gcovr -r . --object-directory "$build" "${product[@]}" --print-summary -o "$report" |
     sed -n 's/^lines: /  all: /p'
 for folder in helper announce network service_api/core service_api/client diagnostics platform; do
     printf '  %-20s ' "$folder"
     gcovr -r . --object-directory "$build" --filter "$folder/" --exclude '.*/testing/.*' \
-        --print-summary -o /dev/null | sed -n 's/^lines: //p'
+        --print-summary -o "$report" | sed -n 's/^lines: //p'
 done
 count_lines

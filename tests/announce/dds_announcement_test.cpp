@@ -185,13 +185,20 @@ TEST_F(Announcer, AFailedReopenLeavesTheAnnouncerSilentUntilTheNextAnnounce) {
 TEST_F(Announcer, AnnounceReportsASocketThatCannotBeOpened) {
     struct Case {
         const char* failing;
+        std::vector<int> errors;  // of its calls in turn, 0 for a success
         std::uint32_t result;
-    } const cases[] = {{"Open", 0x10052}, {"SetNonBlockingMode", 0x10052}};
+    } const cases[] = {
+        {"Open", {10055}, 0x10052},
+        {"SetNonBlockingMode", {10055}, 0x10052},     // inside OpenSocket
+        {"SetNonBlockingMode", {0, 10055}, 0x10046},  // Announce's own second switch
+    };
     for (const auto& c : cases) {
         FakeSocketSystem fresh;
         ScopedOverride<SocketSystem> use(fresh);
         DdsAnnouncement announcement(true, true);
-        fresh.FailNext(c.failing, 10055);
+        for (int error : c.errors) {
+            fresh.FailNext(c.failing, error);
+        }
         EXPECT_EQ(announcement.Announce(ExampleInstrument()), c.result) << c.failing;
         EXPECT_EQ(announcement.SendLength(), 0u) << c.failing;  // nothing built
         EXPECT_TRUE(announcement.Addresses().empty()) << c.failing;

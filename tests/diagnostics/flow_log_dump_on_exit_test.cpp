@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <optional>
+#include <stdexcept>
 #include <vector>
 
 namespace {
@@ -49,6 +50,20 @@ TEST_F(FlowLogDumpOnExit, OnlyTheRunThatGivesUpTheLastHoldActs) {
     EXPECT_EQ(debugOutput.WideTexts(), kBothTexts);
     EXPECT_TRUE(debugOutput.NarrowTexts().empty());
     EXPECT_EQ(registry.Reads(), 1);
+}
+
+// Whatever throws inside the dump ends it at once, without the "done" text and without
+// leaving Run (which would end the process).
+TEST_F(FlowLogDumpOnExit, AnExceptionInsideTheDumpEndsItSilently) {
+    struct ThrowingRegistry final : Registry {
+        std::optional<std::uint32_t> ReadMachineDword(const wchar_t*, const wchar_t*) override {
+            throw std::runtime_error("registry gone");
+        }
+    } throwing;
+    ScopedOverride<Registry> use{throwing};
+    FlowLogDumpOnExitHelper helper(L"LumoDiscoveryHelper");
+    helper.Run();
+    EXPECT_EQ(debugOutput.WideTexts(), std::vector<std::wstring>{kBothTexts[0]});
 }
 
 TEST_F(FlowLogDumpOnExit, RegistryValueDecidesAndTheTextsComeEitherWay) {

@@ -1,5 +1,6 @@
 #include <array>
 #include <cstring>
+#include <functional>
 #include <string>
 
 #include "tests/helper/helper_harness.h"
@@ -121,6 +122,39 @@ TEST(HelperInstrumentData, TheLoopRepeatsAnArmUntilAnUnsupportedOneWithdrawsIt) 
     withdrawn[4] = kAnnounce & 0xFF;
     EXPECT_EQ(withdrawn, h.sockets.sent[0].bytes);
     EXPECT_EQ(Texts(h.sockets.sent[0].bytes)[1], "Unknown");
+}
+
+TEST(HelperInstrumentData, EveryEndOfTheLoopWithdrawsAnAnnouncedArm) {
+    const struct {
+        const char* end;
+        std::function<void(HelperHarness&)> arrange;
+        int result;
+    } cases[] = {
+        {"exit message", [](HelperHarness& h) { h.ipc.Deliver(kHelperChannelName, PluginMsgExit); },
+         0},
+        {"wait failed", [](HelperHarness& h) { h.wait.ScriptWait(Orvane::Platform::kWaitFailed); },
+         -1},
+        {"read failed",
+         [](HelperHarness& h) {
+             h.ipc.Deliver(kHelperChannelName, PluginMsgExit);
+             h.ipc.FailNext(Call::Read, 0x1F);
+         },
+         -1},
+        {"heartbeat failed", [](HelperHarness& h) { h.ipc.RemovePeerChannel(kPluginChannelName); },
+         -1},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.end);
+        HelperHarness h;
+        h.InitializeWithPlugin();
+        const auto record = InstrumentRecord(3, 0, u"Arm");
+        h.BeforeWait(0, [&] { h.helper->OnInstrumentData(record.data()); });
+        h.BeforeWait(1, [&] { c.arrange(h); });
+        EXPECT_EQ(h.Run(), c.result);
+        ASSERT_FALSE(h.sockets.sent.empty());
+        EXPECT_EQ(MessageType(h.sockets.sent.front().bytes), kAnnounce);
+        EXPECT_EQ(MessageType(h.sockets.sent.back().bytes), kWithdraw);
+    }
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 #include <algorithm>
+#include <sstream>
 #include <thread>
 
+#include "diagnostics/k_logger_adapter.h"
 #include "helper/command_line.h"
 #include "platform/console_control.h"
 #include "tests/helper/helper_harness.h"
@@ -132,6 +134,24 @@ TEST(HelperInitialize, OpensEverythingOrReleasesWhatTheFailedStepLeavesOpen) {
         const bool pluginOpened =
             c.pluginPresent && std::count(c.calls.begin(), c.calls.end(), Call::Open) == 1;
         EXPECT_EQ(h.helper->PluginChannel() != 0, pluginOpened);
+    }
+}
+
+TEST(HelperInitialize, EachFailedStepsCodeIsInTheFlowLog) {
+    const struct {
+        Call step;
+        std::uint32_t code;
+    } cases[] = {{Call::Initialize, 0x2A01}, {Call::Create, 0x2A02}, {Call::Open, 0x2A03}};
+    for (const auto& c : cases) {
+        HelperHarness h;
+        h.PluginPresent();
+        h.ipc.FailNext(c.step, c.code);
+        EXPECT_EQ(h.helper->Initialize(false), -1);
+        std::ostringstream log;
+        MKLoggerAdapter::Instance().Render(log);
+        const std::string record = "% Timing_point (" + std::to_string(c.code) +
+                                   ", 0) in_class LumoDiscoveryPluginHelper at Initialize";
+        EXPECT_NE(log.str().find(record), std::string::npos) << record;
     }
 }
 

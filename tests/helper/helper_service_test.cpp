@@ -25,9 +25,8 @@ TEST(HelperWithTheService, ConnectionAndLossOfTheServiceArriveThroughThePumpedMe
         });
     });
     h.BeforeWait(2, [&] {
-        h.wait.PostInput([&] {
-            service.Tell(h.windows.CreatedWindows().at(0), kServiceShuttingDown);
-        });
+        h.wait.PostInput(
+            [&] { service.Tell(h.windows.CreatedWindows().at(0), kServiceShuttingDown); });
     });
     h.ExitBeforeWait(4);
 
