@@ -389,6 +389,14 @@ class ServiceDiscoveryTest(unittest.TestCase):
         self.assertEqual([(s["messageId"], s["delivered"], s.get("answer")) for s in sent],
                          [(1000, True, 0)] * 5 + [(1005, True, 0), (1000, True, 0)])
 
+    def test_every_message_of_the_helper_is_framed_as_the_service_expects(self):
+        received = self.first.events("received") + self.second.events("received")
+        self.assertEqual([r["messageId"] for r in received], [2000, 2000, 2000, 2001])
+        for r in received:
+            self.assertEqual((r["dwData"], r["dataSizeMatches"], r["dataSize"]),
+                             (0, True, r["payloadSize"] + 28), r)
+            self.assertTrue(r["chunkReservedZero"] and r["senderReservedZero"], r)
+
     def test_registration_follows_each_broadcast_with_a_token_of_this_minute(self):
         latencies = []
         for service, broadcasts in ((self.first, 2), (self.second, 1)):

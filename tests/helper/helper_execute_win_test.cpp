@@ -1,0 +1,41 @@
+// The helper's run is guarded: a machine fault inside the loop leaves a crash dump and
+// Execute returns, so that main goes on to its exit dump and the exit status.
+#include "platform/minidump.h"
+#include "platform/special_folders.h"
+#include "platform/testing/fake_minidump_writer.h"
+#include "platform/testing/fake_special_folders.h"
+#include "tests/helper/helper_harness.h"
+
+namespace HelperTesting {
+namespace {
+
+TEST(HelperExecute, AFaultInsideTheRunLeavesADumpAndReturns) {
+    HelperHarness h;
+    Fakes::FakeMiniDumpWriter writer;
+    Fakes::FakeSpecialFolders folders;
+    folders.SetCommonAppData(L"C:\\ProgramData");
+    ScopedOverride<Orvane::Platform::MiniDumpWriter> useWriter{writer};
+    ScopedOverride<Orvane::Platform::SpecialFolders> useFolders{folders};
+    h.PluginPresent();
+    h.BeforeWait(1, [] { *static_cast<volatile int*>(nullptr) = 1; });
+
+    h.helper->Execute(false);
+
+    const auto writes = writer.Writes();
+    ASSERT_EQ(writes.size(), 1u);
+    EXPECT_NE(writes[0].exception, nullptr);
+    EXPECT_EQ(writes[0].userStreamType, 0x10000u);
+    EXPECT_NE(writes[0].userStreamBytes.find("LumoDiscoveryPluginHelper at Run"),
+              std::string::npos);
+    ASSERT_EQ(writer.OpenedPaths().size(), 1u);
+    EXPECT_EQ(writer.OpenedPaths()[0].rfind(
+                  L"C:\\ProgramData\\Orvane\\Logs\\LumoDiscoveryHelper_crash_", 0),
+              0u);
+    // The fault ended the run before its DeInitialize: the destructor closes the channel.
+    EXPECT_EQ(h.CallCount(Call::Close), 0u);
+    h.helper.reset();
+    EXPECT_EQ(h.CallCount(Call::Close), 1u);
+}
+
+}  // namespace
+}  // namespace HelperTesting
