@@ -37,11 +37,13 @@ trap 'rm -f "$report"' EXIT
 product=(--filter 'helper/' --filter 'announce/' --filter 'network/' --filter 'service_api/'
          --filter 'diagnostics/' --filter 'platform/' --exclude '.*/testing/.*')
 echo "Product line coverage (native tests):"
-gcovr -r . --object-directory "$build" "${product[@]}" --print-summary -o "$report" |
+gcovr -r . --object-directory "$build" --exclude-directories "$build/CMakeFiles" \
+    "${product[@]}" --print-summary -o "$report" 2>/dev/null |
     sed -n 's/^lines: /  all: /p'
 for folder in helper announce network service_api/core service_api/client diagnostics platform; do
     printf '  %-20s ' "$folder"
-    gcovr -r . --object-directory "$build" --filter "$folder/" --exclude '.*/testing/.*' \
-        --print-summary -o "$report" | sed -n 's/^lines: //p'
+    gcovr -r . --object-directory "$build" --exclude-directories "$build/CMakeFiles" \
+        --filter "$folder/" --exclude '.*/testing/.*' --print-summary -o "$report" 2>/dev/null |
+        sed -n 's/^lines: //p'
 done
 count_lines
