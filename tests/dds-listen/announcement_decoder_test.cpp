@@ -38,17 +38,6 @@ TEST(AnnouncementDecoder, ReadsTheExample) {
     EXPECT_EQ(announcement.IntervalMs(), 2000u);
 }
 
-TEST(AnnouncementDecoder, ReadsAWithdrawalWithEmptyTexts) {
-    const Bytes bytes = {0x18, 0, 0, 0, 0x92, 0x13, 0xFF, 0xFF, 0, 0, 1, 0,
-                         0x0A, 0, 0, 0, 0,    0,    0,    0,    0, 0, 0, 0};
-    const DecodeResult decoded = Decode(bytes);
-    ASSERT_TRUE(decoded.announcement) << decoded.problem;
-    EXPECT_TRUE(decoded.announcement->IsWithdrawal());
-    EXPECT_EQ(decoded.announcement->sequence, 65535);
-    EXPECT_EQ(decoded.announcement->texts, (std::array<std::string, 9>{}));
-    EXPECT_FALSE(decoded.announcement->IntervalMs());
-}
-
 TEST(AnnouncementDecoder, ReportsEachWayADatagramIsMalformed) {
     struct Case {
         const char* title;
@@ -105,22 +94,6 @@ TEST(AnnouncementDecoder, ReportsEachWayADatagramIsMalformed) {
         const DecodeResult decoded = Decode(c.bytes);
         EXPECT_FALSE(decoded.announcement) << c.title;
         EXPECT_EQ(decoded.problem, c.problem) << c.title;
-    }
-}
-
-TEST(AnnouncementDecoder, IntervalIsReadOnlyFromADecimalText) {
-    struct Case {
-        const char* text;
-        std::optional<std::uint32_t> interval;
-    } const cases[] = {
-        {"2000", 2000u},      {"4294967295", 4294967295u}, {"4294967296", std::nullopt},
-        {"", std::nullopt},   {"20x", std::nullopt},       {"-5", std::nullopt},
-        {" 7", std::nullopt},
-    };
-    for (const auto& c : cases) {
-        Announcement announcement;
-        announcement.texts[5] = c.text;
-        EXPECT_EQ(announcement.IntervalMs(), c.interval) << c.text;
     }
 }
 

@@ -110,13 +110,13 @@ class ClientCommandsTest(unittest.TestCase):
             f.write("# every command form once\ndisplay-text owner\n")
             f.write("".join(line + "\n" for line, _, _ in FORMS))
         exe = lambda name: os.path.join(BIN, name + ".exe")
-        cls.service = Program(WINE, cls.workdir, "lumo-sim", exe("lumo-sim"),
+        cls.service = Program(WINE, "lumo-sim", exe("lumo-sim"),
                               ["--script", windows_path(service_script)])
         cls.service.wait_for("window-created")
-        cls.client = Program(WINE, cls.workdir, "lumo-client", exe("lumo-client"),
+        cls.client = Program(WINE, "lumo-client", exe("lumo-client"),
                              ["--wait-ms", "3000", "--service-window", SERVICE_WINDOW,
                               "--script", windows_path(client_script)])
-        cls.client_status = cls.client.process.wait(timeout=120)
+        cls.client_status = cls.client.finish(timeout_s=120)
         cls.service.finish()
 
     @classmethod
@@ -181,14 +181,8 @@ class ClientCommandsTest(unittest.TestCase):
 
 class LumoClientCommandLineTest(unittest.TestCase):
     def run_client(self, args):
-        workdir = tempfile.mkdtemp(prefix="lumo-client-")
-        try:
-            client = Program(WINE, workdir, "lumo-client", os.path.join(BIN, "lumo-client.exe"),
-                             args)
-            status = client.process.wait(timeout=60)
-            return status, client.text()
-        finally:
-            shutil.rmtree(workdir, ignore_errors=True)
+        client = Program(WINE, "lumo-client", os.path.join(BIN, "lumo-client.exe"), args)
+        return client.finish(), client.text()
 
     def test_params_lists_the_table_without_a_service(self):
         status, text = self.run_client(["params"])

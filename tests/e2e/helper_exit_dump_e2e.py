@@ -37,11 +37,11 @@ class HelperRun:
     """One helper started by plugin-sim and told to end, watched by debug-listen."""
 
     def __init__(self, workdir):
-        self.listener = Program(WINE, workdir, "debug-listen",
+        self.listener = Program(WINE, "debug-listen",
                                 os.path.join(BIN, "debug-listen.exe"), ["--run-ms", "30000"])
         self.listener.wait_for("ready")
         self.started = time.time()
-        self.plugin = Program(WINE, workdir, "plugin-sim", os.path.join(BIN, "plugin-sim.exe"),
+        self.plugin = Program(WINE, "plugin-sim", os.path.join(BIN, "plugin-sim.exe"),
                               ["--start", windows_path(os.path.join(BIN, "LumoDiscoveryHelper.exe")),
                                "--exit-after", str(EXIT_AFTER_MS)])
         self.plugin.finish()

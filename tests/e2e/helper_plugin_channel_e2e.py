@@ -51,7 +51,7 @@ class HelperPluginChannelTest(unittest.TestCase):
             shutil.rmtree(self.workdir, ignore_errors=True)
 
     def start(self, name, exe, args):
-        program = Program(WINE, self.workdir, name, os.path.join(BIN, exe), args)
+        program = Program(WINE, name, os.path.join(BIN, exe), args)
         self.programs.append(program)
         return program
 
@@ -88,7 +88,8 @@ class HelperPluginChannelTest(unittest.TestCase):
 
     def test_heartbeat_every_two_seconds_until_the_exit_message(self):
         plugin = self.plugin("plugin", "--start", HELPER, "--exit-after", FOUR_BEATS_MS)
-        records = plugin.finish()
+        plugin.finish()
+        records = plugin.records()
         started = plugin.wait_for("helper-started")["t"]
         self.assertEqual([r["code"] for r in self.received(plugin)], [1001] * 4, plugin.text())
         self.assertTrue(all(r["size"] == 4 for r in self.received(plugin)))

@@ -15,17 +15,15 @@ usage: service_discovery_e2e.py --bin DIR --wine scripts/wine.sh [unittest argum
 """
 import argparse
 import datetime
-import json
 import os
-import queue
 import shutil
 import struct
-import subprocess
 import sys
 import tempfile
-import threading
 import time
 import unittest
+
+from wine_program import Program, now_ms, windows_path
 
 BIN = None
 WINE = None
@@ -116,119 +114,6 @@ def datagram(message_type, sequence, fields):
                        len(body)) + body
 
 
-def windows_path(path):
-    """Wine maps the Unix root to drive Z:."""
-    return "Z:" + os.path.abspath(path).replace("/", "\\")
-
-
-class StampedProgram:
-    """A Windows program started through wine.sh; each stdout line is kept with the time
-    (this script's clock, ms) at which it arrived."""
-
-    def __init__(self, name, exe, args):
-        self.name = name
-        self.process = subprocess.Popen([WINE, "run", os.path.join(BIN, exe)] + args,
-                                        stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                        stderr=subprocess.PIPE)
-        self.lines = []  # (stamp_ms, record or raw text)
-        self.errors = queue.Queue()
-        self._lock = threading.Lock()
-        self._readers = [threading.Thread(target=self._read_stdout, daemon=True),
-                         threading.Thread(target=self._read_stderr, daemon=True)]
-        for reader in self._readers:
-            reader.start()
-
-    def _read_stdout(self):
-        for raw in iter(self.process.stdout.readline, b""):
-            stamp = now_ms()
-            text = raw.decode("utf-8", "replace").rstrip("\r\n")
-            record = json.loads(text) if text.startswith("{") else text
-            with self._lock:
-                self.lines.append((stamp, record))
-
-    def _read_stderr(self):
-        for raw in iter(self.process.stderr.readline, b""):
-            self.errors.put(raw.decode("utf-8", "replace").rstrip("\r\n"))
-
-    def records(self):
-        with self._lock:
-            return [(stamp, r) for stamp, r in self.lines if isinstance(r, dict)]
-
-    def events(self, event, **fields):
-        return [r for _, r in self.records()
-                if r.get("event") == event and all(r.get(k) == v for k, v in fields.items())]
-
-    def stamped(self, event, **fields):
-        return [(stamp, r) for stamp, r in self.records()
-                if r.get("event") == event and all(r.get(k) == v for k, v in fields.items())]
-
-    def wait_until(self, found, what, timeout_s=PROCESS_TIMEOUT_S):
-        deadline = time.monotonic() + timeout_s
-        while time.monotonic() < deadline:
-            result = found()
-            if result:
-                return result
-            if self.process.poll() is not None:
-                self._readers[0].join(5)
-                result = found()
-                if result:
-                    return result
-                break
-            time.sleep(0.02)
-        raise AssertionError(f"{self.name}: no {what}; output:\n{self.describe()}")
-
-    def wait_for(self, event, timeout_s=PROCESS_TIMEOUT_S, **fields):
-        return self.wait_until(lambda: self.events(event, **fields), f"{event} {fields}",
-                               timeout_s)[0]
-
-    def wait_for_stderr(self, text, timeout_s=PROCESS_TIMEOUT_S):
-        """True when `text` came on stderr, False when the program ended without it."""
-        deadline = time.monotonic() + timeout_s
-        seen = []
-        while time.monotonic() < deadline:
-            try:
-                line = self.errors.get(timeout=0.5)
-            except queue.Empty:
-                if self.process.poll() is not None and self.errors.empty():
-                    return False
-                continue
-            seen.append(line)
-            if text in line:
-                return True
-        raise AssertionError(f"{self.name}: '{text}' never came on stderr: {seen}")
-
-    def start_on_script_clock(self):
-        """When the tool's own clock read 0, on this script's clock."""
-        offsets = [stamp - r["t"] for stamp, r in self.records() if "t" in r]
-        if not offsets:
-            raise AssertionError(f"{self.name} printed no time:\n{self.describe()}")
-        return min(offsets)
-
-    def finish(self, timeout_s=PROCESS_TIMEOUT_S):
-        try:
-            status = self.process.wait(timeout=timeout_s)
-        except subprocess.TimeoutExpired:
-            self.stop()
-            raise AssertionError(f"{self.name} did not end; output:\n{self.describe()}")
-        self._readers[0].join(5)
-        return status
-
-    def stop(self):
-        if self.process.poll() is None:
-            self.process.kill()
-            self.process.wait()
-        self._readers[0].join(5)
-
-    def describe(self):
-        with self._lock:
-            return "\n".join(json.dumps(r) if isinstance(r, dict) else r
-                             for _, r in self.lines)
-
-
-def now_ms():
-    return time.monotonic() * 1000.0
-
-
 class ServiceDiscoveryTest(unittest.TestCase):
     """One helper run through the road of an instrument, recorded by every tool."""
 
@@ -254,7 +139,7 @@ class ServiceDiscoveryTest(unittest.TestCase):
 
     @classmethod
     def start(cls, name, exe, args):
-        program = StampedProgram(name, exe, args)
+        program = Program(WINE, name, os.path.join(BIN, exe), args)
         cls.programs.append(program)
         return program
 
@@ -322,7 +207,7 @@ class ServiceDiscoveryTest(unittest.TestCase):
     @classmethod
     def datagrams(cls):
         """(arrival ms, record) of every announcement and withdrawal."""
-        return [(stamp, r) for stamp, r in cls.dds.records()
+        return [(stamp, r) for stamp, r in cls.dds.stamped_records()
                 if r.get("event") in ("announce", "withdraw")]
 
     @classmethod
@@ -343,7 +228,7 @@ class ServiceDiscoveryTest(unittest.TestCase):
         for stamp, record in self.datagrams():
             if stamp >= at_ms and record["event"] == "withdraw":
                 return stamp, record
-        self.fail(f"no withdrawal after {at_ms}: {self.dds.describe()}")
+        self.fail(f"no withdrawal after {at_ms}: {self.dds.text()}")
 
     def first_new_announcement_after(self, at_ms):
         """The first announcement with a sequence number not seen before; a repetition of
@@ -354,7 +239,7 @@ class ServiceDiscoveryTest(unittest.TestCase):
                     record["sequence"] not in seen:
                 return stamp, record
             seen.add(record["sequence"])
-        self.fail(f"no new announcement after {at_ms}: {self.dds.describe()}")
+        self.fail(f"no new announcement after {at_ms}: {self.dds.text()}")
 
     def instrument_sends(self):
         """(program, sent record) of each instrument the services sent, in order."""
@@ -381,8 +266,8 @@ class ServiceDiscoveryTest(unittest.TestCase):
     # Service connection.
 
     def test_services_ran_their_scripts(self):
-        self.assertEqual(self.first_status, 0, self.first.describe())
-        self.assertEqual(self.second_status, 0, self.second.describe())
+        self.assertEqual(self.first_status, 0, self.first.text())
+        self.assertEqual(self.second_status, 0, self.second.text())
         # Every message reached the helper's window, which leaves the answer to the default
         # handling: 0.
         sent = self.first.events("sent") + self.second.events("sent")
@@ -402,8 +287,8 @@ class ServiceDiscoveryTest(unittest.TestCase):
         for service, broadcasts in ((self.first, 2), (self.second, 1)):
             sent = service.events("broadcast")
             registrations = service.events("received", messageId=2000)
-            self.assertEqual(len(sent), broadcasts, service.describe())
-            self.assertEqual(len(registrations), broadcasts, service.describe())
+            self.assertEqual(len(sent), broadcasts, service.text())
+            self.assertEqual(len(registrations), broadcasts, service.text())
             for broadcast, registration in zip(sent, registrations):
                 latencies.append(registration["t"] - broadcast["t"])
                 self.assertTrue(registration["tokenMatches"], registration)
@@ -412,13 +297,13 @@ class ServiceDiscoveryTest(unittest.TestCase):
         print(f"registration after broadcast (ms): {latencies}", file=sys.stderr)
         for latency in latencies:
             self.assertLessEqual(latency, REGISTRATION_WITHIN_MS, latencies)
-        self.assertEqual(len(self.helper_texts(CONNECTED_TEXT)), 3, self.debug.describe())
+        self.assertEqual(len(self.helper_texts(CONNECTED_TEXT)), 3, self.debug.text())
 
     def test_a_vanished_service_is_noticed_and_a_returning_one_registered_again(self):
         destroyed = self.first.events("window-destroyed")[0]
         destroyed_at = self.on_script_clock(self.first, destroyed)
         down = self.helper_texts(SERVER_DOWN_TEXT)
-        self.assertEqual(len(down), 2, self.debug.describe())
+        self.assertEqual(len(down), 2, self.debug.text())
         detection = down[0] - destroyed_at
         print(f"server-down detection: {detection:.0f} ms", file=sys.stderr)
         self.assertLessEqual(detection, SERVER_DOWN_WITHIN_MS)
@@ -431,7 +316,7 @@ class ServiceDiscoveryTest(unittest.TestCase):
         first_window, second_window = [w["window"] for w in self.first.events("window-created")]
         self.assertNotEqual(first_window, second_window)
         clients = [r["clientWindow"] for r in self.first.events("client-registered")]
-        self.assertEqual(len(clients), 2, self.first.describe())
+        self.assertEqual(len(clients), 2, self.first.text())
         self.assertEqual(clients[0], clients[1])
 
     def test_the_services_shutdown_message_loses_it_at_once(self):
@@ -459,7 +344,7 @@ class ServiceDiscoveryTest(unittest.TestCase):
             (gaps_across_a_loss if across else gaps).append(round(b - a))
         print(f"heartbeat gaps (ms): {gaps}, across a service loss: {gaps_across_a_loss}",
               file=sys.stderr)
-        self.assertGreaterEqual(len(beats), 7, self.plugin.describe())
+        self.assertGreaterEqual(len(beats), 7, self.plugin.text())
         self.assertLessEqual(max(gaps), HEARTBEAT_GAP_MAX_MS, gaps)
         self.assertLessEqual(max(gaps_across_a_loss, default=0), GAP_ACROSS_A_LOSS_MAX_MS)
         self.assertEqual(self.plugin.events("received", code=1100), [], "no error reported")
@@ -468,7 +353,7 @@ class ServiceDiscoveryTest(unittest.TestCase):
 
     def test_each_instrument_is_announced_at_once_with_its_exact_bytes(self):
         sends = self.instrument_sends()
-        self.assertEqual(len(sends), len(EXPECTED_INSTRUMENTS), self.first.describe())
+        self.assertEqual(len(sends), len(EXPECTED_INSTRUMENTS), self.first.text())
         sequences = []
         latencies = []
         for (service, sent), expected in zip(sends, EXPECTED_INSTRUMENTS):
@@ -517,7 +402,7 @@ class ServiceDiscoveryTest(unittest.TestCase):
             ("withdraw", "Arm \u00e9 7", "Zento"),  # 1005
             ("announce", "Arm 2", "Orlo"),  # a new service
             ("withdraw", "Arm 2", "Orlo"),  # the helper's exit
-        ], self.dds.describe())
+        ], self.dds.text())
         for announced, withdrawn in ((1, 2), (3, 4), (5, 6), (7, 8)):
             expected = bytearray(self.wire_bytes(distinct[announced]))
             expected[4:6] = struct.pack("<H", WITHDRAW)
