@@ -46,63 +46,19 @@ TEST(AnnouncementDatagram, TheExampleIs51BytesExactly) {
     const Bytes datagram = Built(ExampleInfo());
     const std::uint16_t sequence = SequenceOf(datagram);
     ASSERT_NE(sequence, 0);
-    const Bytes expected = {
-        0x33,
-        0x00,
-        0x00,
-        0x00,  // length 51
-        0x91,
-        0x13,  // 5009
-        static_cast<unsigned char>(sequence & 0xFF),
-        static_cast<unsigned char>(sequence >> 8),
-        0x00,
-        0x00,  // zero word
-        0x01,
-        0x00,  // one word
-        0x25,
-        0x00,  // 37 text bytes
-        'Z',
-        'e',
-        'n',
-        't',
-        'o',
-        0,
-        'S',
-        'i',
-        'm',
-        'u',
-        'l',
-        'a',
-        't',
-        'o',
-        'r',
-        0,
-        '2',
-        '.',
-        '1',
-        0,
-        '1',
-        '.',
-        '0',
-        0,
-        '0',
-        0,
-        '2',
-        '0',
-        '0',
-        '0',
-        0,
-        '0',
-        0,
-        0,
-        '0',
-        0,
-        0,
-    };
-    EXPECT_EQ(datagram, expected);
+    // length 51, type 5009, the sequence, zero word, one word, 37 text bytes
+    const auto low = static_cast<unsigned char>(sequence & 0xFF);
+    const auto high = static_cast<unsigned char>(sequence >> 8);
+    const Bytes header = {0x33, 0, 0, 0, 0x91, 0x13, low, high, 0, 0, 1, 0, 0x25, 0};
     // Reserved fields zero and state 0: text 7, the empty text 8, text 9, the extra zero.
-    EXPECT_EQ(Bytes(datagram.end() - 6, datagram.end()),
-              (Bytes{0x30, 0x00, 0x00, 0x30, 0x00, 0x00}));
+    EXPECT_EQ(datagram, Concat({header,
+                                Text("Zento"),
+                                Text("Simulator"),
+                                Text("2.1"),
+                                Text("1.0"),
+                                Text("0"),
+                                Text("2000"),
+                                {0x30, 0x00, 0x00, 0x30, 0x00, 0x00}}));
 }
 
 TEST(AnnouncementDatagram, TextsFollowTheRecordsFields) {
