@@ -122,9 +122,16 @@ XeLUMOResult WindowsMessagingWindow::Register() {
     const auto request = BuildRegistrationRequest(CurrentLocalTime(), m_clientKey, m_clientType);
     const std::uint32_t code =
         m_alternateRegistration != 0 ? MessageCode::kRegisterAlternate : MessageCode::kRegister;
+    const WindowHandle server = m_serverWindow;
     const XeLUMOResult sent = Send(code, request.data(), kRegistrationRequestSize, 0, 0);
     if (sent != LUMO_SUCCESS) {
         return sent;
+    }
+    // The service may go while it takes the registration (its shutdown message arrives
+    // inside the send): a registration with a server that is gone does not count, so that
+    // the next server is registered with.
+    if (!m_serverAvailable || m_serverWindow != server) {
+        return LUMO_SERVER_NOT_AVAILABLE;
     }
     m_registered = true;
     m_registrationTime = CurrentLocalTime();

@@ -37,8 +37,8 @@ class WindowsMessagingWindow final : private Orvane::Platform::MessageWindowEven
     WindowsMessagingWindow(const WindowsMessagingWindow&) = delete;
     WindowsMessagingWindow& operator=(const WindowsMessagingWindow&) = delete;
 
-    // 10 without a server; 0 without sending when already registered; else the result of
-    // sending the registration request.
+    // 10 without a server; 0 without sending when already registered; 24 when the server
+    // was lost while it took the request; else the result of sending it.
     XeLUMOResult Register();
     // Always 0; sends 2001 only when registered, and turns auto-registration off until the
     // next Register, so that a restarted service is not joined behind the user's back.

@@ -351,6 +351,26 @@ TEST_F(WindowsMessagingWindowTest, DestructionClosesTheWindowWithoutUnregisterin
     EXPECT_EQ(Log(), "available registered");
 }
 
+// A service that shuts down while it is taking the registration (its 1005 arrives inside
+// the send): the registration does not count, and the next service is registered with.
+TEST_F(WindowsMessagingWindowTest, AServerLostDuringTheRegistrationIsNotRegisteredWith) {
+    ServicePeer leaving(m_desktop);
+    Open(kAutoRegister);
+    m_desktop.SetPeerHandler(leaving.Window(), [&](const std::vector<std::uint8_t>&) {
+        leaving.Tell(m_window->Handle(), 1005);
+    });
+    leaving.Announce();
+    EXPECT_EQ(Log(), "available down message:1005/32");
+    EXPECT_FALSE(m_window->IsRegistered());
+    EXPECT_EQ(m_window->ServerWindow(), 0u);
+
+    ServicePeer next(m_desktop);
+    next.Announce();
+    EXPECT_EQ(next.ReceivedCodes(), (std::vector<std::uint32_t>{2000}));
+    EXPECT_TRUE(m_window->IsRegistered());
+    EXPECT_EQ(Log(), "available down message:1005/32 available registered");
+}
+
 TEST_F(WindowsMessagingWindowTest, WithoutAWindowTheServerNeverAppears) {
     ServicePeer service(m_desktop);
     m_desktop.FailCreate(FakeMessageWindow::CreateFailure::NoWindow);
