@@ -17,7 +17,6 @@ using LumoTools::Hex;
 constexpr std::size_t kChunkSize = 32;
 constexpr std::size_t kClientHeaderSize = 60;
 
-
 void DescribeRegistration(JsonLine& line, const std::uint8_t* payload, std::size_t size,
                           const std::array<std::uint8_t, 8>& clientKey,
                           const Orvane::Platform::LocalTime& clock) {
