@@ -33,6 +33,7 @@ WindowsMessagingWindow::WindowsMessagingWindow(Listener& listener, LumoTransport
 }
 
 WindowsMessagingWindow::~WindowsMessagingWindow() {
+    *m_alive = false;
     if (m_window != 0) {
         m_windows.Destroy(m_window);
     }
@@ -59,8 +60,9 @@ void WindowsMessagingWindow::ServerAvailable(WindowHandle serverWindow) {
     m_serverWindow = serverWindow;
     m_serverAvailable = true;
     m_windows.StartTimer(m_window, kLivenessTimerId, kLivenessPeriodMs);
+    const Liveness alive = Alive();
     m_listener.OnServerAvailable();
-    if (m_autoRegister) {
+    if (*alive && m_autoRegister) {
         Register();
     }
 }
@@ -86,10 +88,13 @@ bool WindowsMessagingWindow::OnCopyData(const CopyDataBlock& block) {
     std::uint32_t messageId;
     std::memcpy(&messageId, block.lpData, sizeof(messageId));
     // The service says goodbye with an ordinary message, which its listener still gets.
+    const Liveness alive = Alive();
     if (messageId == MessageCode::kServiceShutdown) {
         ServerLost();
     }
-    m_listener.OnMessage(block);
+    if (*alive) {
+        m_listener.OnMessage(block);
+    }
     // Default handling answers the sender; the service expects nothing else.
     return false;
 }
@@ -123,9 +128,10 @@ XeLUMOResult WindowsMessagingWindow::Register() {
     const std::uint32_t code =
         m_alternateRegistration != 0 ? MessageCode::kRegisterAlternate : MessageCode::kRegister;
     const WindowHandle server = m_serverWindow;
+    const Liveness alive = Alive();
     const XeLUMOResult sent = Send(code, request.data(), kRegistrationRequestSize, 0, 0);
-    if (sent != LUMO_SUCCESS) {
-        return sent;
+    if (!*alive || sent != LUMO_SUCCESS) {
+        return *alive ? sent : LUMO_SERVER_NOT_AVAILABLE;
     }
     // The service may go while it takes the registration (its shutdown message arrives
     // inside the send): a registration with a server that is gone does not count, so that
@@ -143,7 +149,11 @@ XeLUMOResult WindowsMessagingWindow::Unregister() {
     if (!m_registered) {
         return LUMO_SUCCESS;
     }
+    const Liveness alive = Alive();
     Send(MessageCode::kUnregister, nullptr, 0, 0, 0);
+    if (!*alive) {
+        return LUMO_SUCCESS;
+    }
     m_savedAutoRegister = m_autoRegister;
     m_autoRegister = false;
     m_registered = false;

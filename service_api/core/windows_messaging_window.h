@@ -16,6 +16,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 
 namespace Quorvel::Lumo::Api {
 
@@ -76,6 +77,12 @@ class WindowsMessagingWindow final : private Orvane::Platform::MessageWindowEven
     bool OnCopyData(const Orvane::Platform::CopyDataBlock& block) override;
     bool OnTimer(std::uintptr_t timerId) override;
 
+    // Whether the window still exists after a call out: the listener may end the session
+    // (destroying this window) from any of its calls, and so may what the service sends
+    // back during a send.
+    using Liveness = std::shared_ptr<const bool>;
+    Liveness Alive() const { return m_alive; }
+
     void ForgetServer();
     void ServerLost();
     XeLUMOResult Deliver(WindowHandle target, const void* data, std::uint32_t size);
@@ -94,6 +101,7 @@ class WindowsMessagingWindow final : private Orvane::Platform::MessageWindowEven
     bool m_savedAutoRegister;
     std::uint32_t m_alternateRegistration;
     WindowHandle m_window = 0;
+    std::shared_ptr<bool> m_alive = std::make_shared<bool>(true);
 };
 
 }  // namespace Quorvel::Lumo::Api

@@ -215,6 +215,17 @@ TEST_F(ClientTest, DestructionUnregistersAndHearsNothingMore) {
     EXPECT_FALSE(m_desktop.IsWindow(window));
 }
 
+// An application may end the session from a callback: nothing of the client may be
+// touched after that (AddressSanitizer sees it when it is).
+TEST_F(ClientTest, ServerDownMayEndTheSession) {
+    Connect();
+    m_client->onServerDown = [this] { m_client.reset(); };
+    const WindowHandle window = ClientWindow();
+    m_service.Tell(window, 1005);
+    EXPECT_EQ(m_client, nullptr);
+    EXPECT_FALSE(m_desktop.IsWindow(window));
+}
+
 TEST(ClientVersion, TextNamesTheVersionTheRegistrationCarries) {
     std::wstring expected;
     for (int shift = 24; shift >= 0; shift -= 8) {

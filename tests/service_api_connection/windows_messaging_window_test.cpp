@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -369,6 +370,68 @@ TEST_F(WindowsMessagingWindowTest, AServerLostDuringTheRegistrationIsNotRegister
     EXPECT_EQ(next.ReceivedCodes(), (std::vector<std::uint32_t>{2000}));
     EXPECT_TRUE(m_window->IsRegistered());
     EXPECT_EQ(Log(), "available down message:1005/32 available registered");
+}
+
+// A listener that ends the session from its callbacks: the window must not touch itself
+// after any call out that destroyed it (AddressSanitizer sees it when it does).
+class SessionEndingListener final : public Listener {
+  public:
+    explicit SessionEndingListener(std::unique_ptr<WindowsMessagingWindow>& window,
+                                   const char* endOn)
+        : m_window(window), m_endOn(endOn) {}
+    void OnMessage(const CopyDataBlock&) override { End("message"); }
+    void OnServerAvailable() override { End("available"); }
+    void OnRegistered() override { End("registered"); }
+    void OnUnregistered() override { End("unregistered"); }
+    void OnServerDown() override { End("down"); }
+
+  private:
+    void End(const std::string& call) {
+        if (call == m_endOn) {
+            m_window.reset();
+        }
+    }
+    std::unique_ptr<WindowsMessagingWindow>& m_window;
+    std::string m_endOn;
+};
+
+TEST_F(WindowsMessagingWindowTest, ACallbackMayEndTheSession) {
+    const struct {
+        const char* endOn;
+        std::function<void(ServicePeer&, std::unique_ptr<WindowsMessagingWindow>&)> act;
+    } cases[] = {
+        {"down", [](ServicePeer& s, auto& w) { s.Tell(w->Handle(), 1005); }},
+        {"available", [](ServicePeer& s, auto&) { s.Announce(); }},
+        // The service answers the registration with its shutdown, inside the send.
+        {"down",
+         [this](ServicePeer& s, auto& w) {
+             m_desktop.SetPeerHandler(s.Window(), [&s, &w](const std::vector<std::uint8_t>&) {
+                 if (w) {
+                     s.Tell(w->Handle(), 1005);
+                 }
+             });
+             s.Announce();
+         }},
+        {"registered", [](ServicePeer& s, auto&) { s.Announce(); }},
+        // The service answers the unregistration with its shutdown, inside the send.
+        {"down",
+         [this](ServicePeer& s, auto& w) {
+             s.Announce();
+             m_desktop.SetPeerHandler(s.Window(), [&s, &w](const std::vector<std::uint8_t>&) {
+                 s.Tell(w->Handle(), 1005);
+             });
+             w->Unregister();
+         }},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.endOn);
+        ServicePeer service(m_desktop);
+        std::unique_ptr<WindowsMessagingWindow> window;
+        SessionEndingListener listener(window, c.endOn);
+        window = std::make_unique<WindowsMessagingWindow>(listener, kAutoRegister, 0);
+        c.act(service, window);
+        EXPECT_EQ(window, nullptr);
+    }
 }
 
 TEST_F(WindowsMessagingWindowTest, WithoutAWindowTheServerNeverAppears) {
