@@ -36,6 +36,7 @@ enum : unsigned {
     KXIPC_ERROR_MESSAGE_TOO_LARGE = 10,  // more than KXIPC_MAX_DATA_LENGTH bytes of data
     KXIPC_ERROR_CHANNEL_GONE = 11,       // the channel's creator has closed it or ended
     KXIPC_ERROR_SYSTEM = 12,             // the system refused; GetLastError tells why
+    KXIPC_ERROR_RECEIVER_STALLED = 13,   // the receiver read nothing for 500 ms while full
 };
 
 enum : unsigned {
@@ -79,7 +80,7 @@ KXIPC_API unsigned kxipcReadChannel(void* buffer, unsigned channel, unsigned siz
 // caller's own records and is not transmitted. Fails with KXIPC_ERROR_CHANNEL_GONE once the
 // channel's creator has closed it; should a process create the name anew, the handle sends
 // to that new channel. Waits while the receiver is 64 messages or 64 KiB behind, until it
-// has read some.
+// has read some, but 500 ms at most: then fails with KXIPC_ERROR_RECEIVER_STALLED.
 KXIPC_API unsigned kxipcWriteChannelWithDataBuffer(unsigned target, const char* senderName,
                                                    const char* targetName, const void* data,
                                                    unsigned length, unsigned code);

@@ -18,6 +18,7 @@ namespace {
 constexpr LONG kMaxWaitingMessages = 64;
 constexpr LONG kMaxWaitingBytes = 64 * 1024;
 constexpr DWORD kRoomPollMs = 2;
+constexpr ULONGLONG kRoomWaitMs = 500;
 
 std::string SlotPath(const std::string& name) {
     return "\\\\.\\mailslot\\KxIpc\\" + name;
@@ -182,11 +183,17 @@ unsigned Channel::Write(unsigned code, const void* data, unsigned length) {
     if (length != 0) {
         std::memcpy(message.data() + 4, data, length);
     }
+    // A receiver that has stopped reading must not stop the writer for ever: it would
+    // stop its whole thread (a helper's loop, the service's messages with it).
+    const ULONGLONG deadline = GetTickCount64() + kRoomWaitMs;
     for (;;) {
         bool written = false;
         const unsigned result = TryWrite(message, &written);
         if (result != KXIPC_OK || written) {
             return result;
+        }
+        if (GetTickCount64() >= deadline) {
+            return KXIPC_ERROR_RECEIVER_STALLED;
         }
         Sleep(kRoomPollMs);
     }
