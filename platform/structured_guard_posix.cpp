@@ -2,8 +2,12 @@
 
 namespace Orvane::Platform {
 
-void RunStructuredGuarded(void (*body)(void*), void* context, void (*)(ExceptionPointers*)) {
-    body(context);
+void RunStructuredGuarded(void (*body)(void*), void* context, void (*onFault)(ExceptionPointers*)) {
+    try {
+        body(context);
+    } catch (...) {
+        onFault(nullptr);
+    }
 }
 
 }  // namespace Orvane::Platform

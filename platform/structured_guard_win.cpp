@@ -9,18 +9,21 @@ namespace {
 // The handler of the innermost guard on this thread.
 thread_local void (*currentOnFault)(Orvane::Platform::ExceptionPointers*) = nullptr;
 
-// The code under which GCC raises C++ exceptions; they belong to C++ handlers, not to us.
+// The code under which GCC raises C++ exceptions.
 constexpr DWORD kGccCxxException = 0x20474343;
 
 }  // namespace
 
-// The unwinder calls the filter by its plain symbol name, with the establisher frame.
+// The unwinder calls the filter by its plain symbol name, with the establisher frame. A C++
+// exception reaches it only when no handler inside the run took it. It is handed on as it
+// is (GCC's unwinder cannot be stopped by this frame) to the catch-all around the guard,
+// which ends the run like a fault instead of letting std::terminate end the process.
 extern "C" LONG LumoStructuredGuardFilter(EXCEPTION_POINTERS* exception, void*) {
-    if (exception->ExceptionRecord->ExceptionCode == kGccCxxException)
-        return EXCEPTION_CONTINUE_SEARCH;
     if (currentOnFault)
         currentOnFault(exception);
-    return EXCEPTION_EXECUTE_HANDLER;
+    return exception->ExceptionRecord->ExceptionCode == kGccCxxException
+               ? EXCEPTION_CONTINUE_SEARCH
+               : EXCEPTION_EXECUTE_HANDLER;
 }
 
 namespace {
@@ -53,7 +56,11 @@ namespace Orvane::Platform {
 
 void RunStructuredGuarded(void (*body)(void*), void* context, void (*onFault)(ExceptionPointers*)) {
     HandlerScope scope(onFault);
-    CallUnderGuard(body, context);
+    try {
+        CallUnderGuard(body, context);
+    } catch (...) {
+        // The filter has seen it while its frames were intact; the run ends here.
+    }
 }
 
 }  // namespace Orvane::Platform

@@ -1,5 +1,8 @@
-// The helper's run is guarded: a machine fault inside the loop leaves a crash dump and
-// Execute returns, so that main goes on to its exit dump and the exit status.
+// The helper's run is guarded: a machine fault or an uncaught exception inside the loop
+// leaves a crash dump and Execute returns, so that main goes on to its exit dump and the exit
+// status.
+#include <functional>
+
 #include "platform/minidump.h"
 #include "platform/special_folders.h"
 #include "platform/testing/fake_minidump_writer.h"
@@ -9,7 +12,7 @@
 namespace HelperTesting {
 namespace {
 
-TEST(HelperExecute, AFaultInsideTheRunLeavesADumpAndReturns) {
+void ExpectADumpAndAReturn(void (*fault)()) {
     HelperHarness h;
     Fakes::FakeMiniDumpWriter writer;
     Fakes::FakeSpecialFolders folders;
@@ -17,7 +20,7 @@ TEST(HelperExecute, AFaultInsideTheRunLeavesADumpAndReturns) {
     ScopedOverride<Orvane::Platform::MiniDumpWriter> useWriter{writer};
     ScopedOverride<Orvane::Platform::SpecialFolders> useFolders{folders};
     h.PluginPresent();
-    h.BeforeWait(1, [] { *static_cast<volatile int*>(nullptr) = 1; });
+    h.BeforeWait(1, fault);
 
     h.helper->Execute(false);
 
@@ -35,6 +38,20 @@ TEST(HelperExecute, AFaultInsideTheRunLeavesADumpAndReturns) {
     EXPECT_EQ(h.CallCount(Call::Close), 0u);
     h.helper.reset();
     EXPECT_EQ(h.CallCount(Call::Close), 1u);
+}
+
+TEST(HelperExecute, AFaultOrAnEscapingExceptionInsideTheRunLeavesADumpAndReturns) {
+    const struct {
+        const char* what;
+        void (*fault)();
+    } cases[] = {
+        {"access violation", [] { *static_cast<volatile int*>(nullptr) = 1; }},
+        {"C++ exception", [] { throw std::bad_function_call(); }},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        ExpectADumpAndAReturn(c.fault);
+    }
 }
 
 }  // namespace

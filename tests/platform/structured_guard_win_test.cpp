@@ -96,17 +96,26 @@ void CatchesItsOwn(void* context) {
     }
 }
 
-void LetsOneOut(void*) {
+struct Cleanup {
+    bool* ran;
+    ~Cleanup() { *ran = true; }
+};
+
+void LetsOneOut(void* context) {
+    Cleanup cleanup{static_cast<bool*>(context)};
     throw std::logic_error("outside");
 }
 
-TEST(StructuredGuard, CppExceptionsAreLeftToCpp) {
+TEST(StructuredGuard, CppExceptionsCaughtInsideStayThereAnEscapingOneEndsTheRun) {
     faults.clear();
     bool caught = false;
     RunStructuredGuarded(CatchesItsOwn, &caught, RecordFault);
     EXPECT_TRUE(caught);
-    EXPECT_THROW(RunStructuredGuarded(LetsOneOut, nullptr, RecordFault), std::logic_error);
     EXPECT_TRUE(faults.empty());
+    bool cleanedUp = false;
+    RunStructuredGuarded(LetsOneOut, &cleanedUp, RecordFault);
+    EXPECT_EQ(faults, std::vector<DWORD>{0x20474343}) << "GCC's C++ exception code";
+    EXPECT_TRUE(cleanedUp) << "the frames between were unwound";
 }
 
 }  // namespace
