@@ -200,6 +200,29 @@ class LumoClientCommandLineTest(unittest.TestCase):
         self.assertIn("no service registered this client within 300 ms", text)
 
 
+class RegistrationRefusedTest(unittest.TestCase):
+    def test_a_service_refuses_a_token_made_with_another_key(self):
+        workdir = tempfile.mkdtemp(prefix="refused-")
+        try:
+            script = os.path.join(workdir, "service.txt")
+            with open(script, "w") as f:
+                f.write("set key 0102030405060708\nwait 4000\n")
+            service = Program(WINE, "lumo-sim", os.path.join(BIN, "lumo-sim.exe"),
+                              ["--script", windows_path(script)])
+            service.wait_for("window-created")
+            client = Program(WINE, "lumo-client", os.path.join(BIN, "lumo-client.exe"),
+                             ["--wait-ms", "1500", "--service-window", SERVICE_WINDOW,
+                              "request", "2013"])
+            self.assertEqual(client.finish(), 1, client.text())
+            service.finish()
+            registration = service.wait_for("received", messageId=2000)
+            self.assertEqual((registration["refused"], registration["answer"]), ("token", 0))
+            self.assertEqual(service.events("client-registered"), [])
+            self.assertEqual([r for r in client.records() if "sent" in r], [])
+        finally:
+            shutil.rmtree(workdir, ignore_errors=True)
+
+
 def main():
     global BIN, WINE
     parser = argparse.ArgumentParser()

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "service_api/core/chunk.h"
+#include "service_api/core/des.h"
 #include "service_api/core/registration.h"
 #include "tools/common/words.h"
 #include "tools/lumo-sim/request_decoder.h"
@@ -15,27 +16,55 @@ namespace Api = Quorvel::Lumo::Api;
 using LumoTools::Hex;
 
 constexpr std::size_t kChunkSize = 32;
+constexpr std::size_t kRegistrationSize = 272;
+constexpr std::uint32_t kApiVersion = 0x06030000;
 constexpr std::size_t kClientHeaderSize = 60;
 
-void DescribeRegistration(JsonLine& line, const std::uint8_t* payload, std::size_t size,
-                          const std::array<std::uint8_t, 8>& clientKey,
-                          const Orvane::Platform::LocalTime& clock) {
-    const auto request = Api::DecodeRegistrationRequest(payload, size, clientKey);
-    if (!request) {
-        line.Add("error", "registration payload shorter than 272 bytes");
-        return;
+// Read as the service reads it: 272 bytes of version, token, client type, a 1 and zeros,
+// with the token deciphered under the key the service expects. Returns why a service would
+// refuse it, or nothing.
+std::optional<std::string> DescribeRegistration(JsonLine& line, const std::uint8_t* payload,
+                                                std::size_t size,
+                                                const std::array<std::uint8_t, 8>& clientKey,
+                                                const Orvane::Platform::LocalTime& clock) {
+    if (size != kRegistrationSize) {
+        line.Add("error", "a registration payload is 272 bytes");
+        return "size";
     }
-    const Api::RegistrationTime& token = request->time;
-    line.Add("apiVersion", request->apiVersion)
-        .Add("clientType", request->clientType)
-        .Add("flag", request->flag)
-        .Add("reservedZero", request->reservedIsZero)
+    WireReader in(payload, size);
+    const std::uint32_t apiVersion = in.U32();
+    Api::DesBlock cipher;
+    for (std::uint8_t& byte : cipher) {
+        byte = static_cast<std::uint8_t>(in.Unsigned(1));
+    }
+    const std::uint32_t clientType = in.U32();
+    const auto flag = in.Unsigned(1);
+    const bool reservedZero = in.Zeros(kRegistrationSize - 17);
+    const Api::DesBlock plain = Api::DesKeySchedule(clientKey).Decipher(cipher);
+    const Api::RegistrationTime token{
+        plain[0], plain[1], plain[2], plain[3],
+        plain[4] == 0 && plain[5] == 0 && plain[6] == 0 && plain[7] == 0};
+    const bool tokenMatches = token.paddingIsZero && Api::RegistrationTimeMatches(token, clock);
+    line.Add("apiVersion", apiVersion)
+        .Add("clientType", clientType)
+        .Add("flag", flag)
+        .Add("reservedZero", reservedZero)
         .Add("tokenDay", token.day)
         .Add("tokenMonth", token.month)
         .Add("tokenHour", token.hour)
         .Add("tokenMinute", token.minute)
         .Add("tokenPaddingZero", token.paddingIsZero)
-        .Add("tokenMatches", token.paddingIsZero && Api::RegistrationTimeMatches(token, clock));
+        .Add("tokenMatches", tokenMatches);
+    if (apiVersion != kApiVersion) {
+        return "API version";
+    }
+    if (flag != 1 || !reservedZero) {
+        return "layout";
+    }
+    if (!tokenMatches) {
+        return "token";
+    }
+    return std::nullopt;
 }
 
 }  // namespace
@@ -74,7 +103,11 @@ std::optional<ReceivedMessage> DescribeReceived(JsonLine& line, const void* data
     ReceivedMessage received{messageId, clientWindow, true};
     if (messageId == Api::MessageCode::kRegister ||
         messageId == Api::MessageCode::kRegisterAlternate) {
-        DescribeRegistration(line, payload, payloadSize, clientKey, clock);
+        if (const auto refused =
+                DescribeRegistration(line, payload, payloadSize, clientKey, clock)) {
+            line.Add("refused", *refused);
+            received.wellFormed = false;
+        }
         return received;
     }
     line.Add("payload", Hex(payload, payloadSize));

@@ -251,9 +251,14 @@ LRESULT SimService::OnCopyData(const COPYDATASTRUCT& data) {
     const auto received =
         DescribeReceived(line, data.lpData, data.lpData == nullptr ? 0 : data.cbData,
                          settings_.clientKey, Orvane::Platform::CurrentLocalTime());
-    const LRESULT answer = settings_.acceptMessages ? TRUE : FALSE;
+    const bool registration =
+        received && (received->messageId == Api::MessageCode::kRegister ||
+                     received->messageId == Api::MessageCode::kRegisterAlternate);
+    // A registration the service cannot accept is refused: the client's send fails.
+    const bool refused = registration && !received->wellFormed;
+    const LRESULT answer = settings_.acceptMessages && !refused ? TRUE : FALSE;
     output_.Print(line.Add("answer", answer));
-    if (!received) {
+    if (!received || refused) {
         return answer;
     }
     ++receivedCount_[received->messageId];

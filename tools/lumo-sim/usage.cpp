@@ -68,7 +68,10 @@ Output: one JSON object a line on stdout, each with "t" (milliseconds since star
                     payloadSize, answer; for 2000 and 100 also apiVersion, clientType,
                     flag, reservedZero, tokenDay, tokenMonth, tokenHour, tokenMinute,
                     tokenPaddingZero and tokenMatches (the token deciphered with the key
-                    names this clock's day, month, hour and minute, within one minute);
+                    names this clock's day, month, hour and minute, within one minute),
+                    and refused ("size", "API version", "layout" or "token") for a
+                    registration a service would not accept: it is answered with 0 and
+                    the client is not registered;
                     for other messages payload (hex), request (the fields read by the
                     layout of the request's id) and, when the request does not fit that
                     layout, malformed (why); error for short blocks
