@@ -111,7 +111,9 @@ std::uint32_t FakeIpcLibrary::ReadChannel(void* buffer, std::uint32_t channel, s
         *bytesRead = static_cast<std::uint32_t>(next.size());
         return kBufferTooSmall;
     }
-    std::memcpy(buffer, next.data(), next.size());
+    if (!next.empty()) {
+        std::memcpy(buffer, next.data(), next.size());
+    }
     *bytesRead = static_cast<std::uint32_t>(next.size());
     found->queue.pop_front();
     if (found->queue.empty()) {
