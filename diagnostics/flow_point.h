@@ -13,6 +13,7 @@
 //       FlowTimedScope scope(flowPoint, this);
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <iosfwd>
 #include <string>
@@ -30,14 +31,16 @@ class FlowPoint {
 
     const char* ClassName() const { return className_; }
     const char* FunctionName() const { return functionName_; }
-    const void* Object() const { return object_; }
-    std::int32_t Line() const { return line_; }
+    const void* Object() const { return object_.load(std::memory_order_relaxed); }
+    std::int32_t Line() const { return line_.load(std::memory_order_relaxed); }
 
   private:
     const char* className_;
     const char* functionName_;
-    const void* object_ = nullptr;
-    std::int32_t line_ = -1;
+    // A point is shared by every thread that runs its function; each sets these just
+    // before its record, and a record may carry another thread's object: cheap, not exact.
+    std::atomic<const void*> object_{nullptr};
+    std::atomic<std::int32_t> line_{-1};
 };
 
 // Records kind 8 on its point when it goes out of scope, with the measured values.

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Runs every test: the native suites, the same suites with AddressSanitizer and UBSan,
+# Runs every test: the native suites, the same suites with AddressSanitizer and UBSan, the
+# concurrent flow log under ThreadSanitizer,
 # and the Windows build's suites under Wine. Installs what is missing first.
 #   scripts/test.sh                  all three flavours
 #   scripts/test.sh native windows   only these
@@ -8,7 +9,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 scripts/deps.sh
 flavours=("$@")
-[ ${#flavours[@]} -gt 0 ] || flavours=(native native-asan windows)
+[ ${#flavours[@]} -gt 0 ] || flavours=(native native-asan native-tsan windows)
 
 status=0
 for flavour in "${flavours[@]}"; do
