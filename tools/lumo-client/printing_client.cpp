@@ -28,12 +28,14 @@ void PrintResult(std::uint32_t messageId, XeLUMOResult result, std::size_t bytes
               .Add("slot", slot));
 }
 
-void PrintRecord(const ServiceRecord& record, std::size_t slot) {
+// A record's line: its reply or event, the service's result when it answers a request,
+// and its size; the caller adds where it came from.
+JsonLine RecordLine(const ServiceRecord& record) {
     JsonLine line = Message(record.header.messageId, false);
     if (IsRequest(record.header.messageId)) {
         line.Add("result", record.header.argument2);
     }
-    Print(line.Add("bytes", record.payload.size()).Add("slot", slot));
+    return line.Add("bytes", record.payload.size());
 }
 
 void PrintFixed(std::uint32_t messageId, std::size_t size, int slot) {
@@ -96,11 +98,7 @@ class PrintingClient::SubClientPrinter final
 
   private:
     static void Sub(const ServiceRecord& record, const char* client) {
-        JsonLine line = Message(record.header.messageId, false);
-        if (IsRequest(record.header.messageId)) {
-            line.Add("result", record.header.argument2);
-        }
-        Print(line.Add("bytes", record.payload.size()).Add("client", client));
+        Print(RecordLine(record).Add("client", client));
     }
 
     Client& m_client;
@@ -170,7 +168,7 @@ void PrintingClient::OnServerMessage1004(std::uint32_t argument1, std::uint32_t 
     }
 #define LUMO_DEFINE_RECORD(id, slot)                                        \
     void PrintingClient::OnServerMessage##id(const ServiceRecord& record) { \
-        PrintRecord(record, slot);                                          \
+        Print(RecordLine(record).Add("slot", slot));                        \
     }
 #define LUMO_DEFINE_FIXED(id, slot, size)                           \
     void PrintingClient::OnServerMessage##id(const std::uint8_t*) { \

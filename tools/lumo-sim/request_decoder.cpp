@@ -118,7 +118,10 @@ Error Bytes2100(WireReader& in, std::uint32_t, JsonLine& fields) {
     return std::nullopt;
 }
 
-Error Forms2220(WireReader&, std::uint32_t chunkValue, JsonLine& fields) {
+Error Forms2220(WireReader& in, std::uint32_t chunkValue, JsonLine& fields) {
+    if (in.Left() != 0) {
+        return Fail("a payload where the request carries none");
+    }
     if (chunkValue > 1) {
         return Fail("2220 carries 0 or 1 in the chunk");
     }
@@ -240,9 +243,6 @@ std::optional<std::string> DescribeRequest(JsonLine& fields, std::uint32_t messa
     const auto layout = Layouts().find(messageId);
     if (layout == Layouts().end()) {
         return Fail("not a request the service takes");
-    }
-    if (messageId == 2220 && size != 0) {
-        return Fail("a payload where the request carries none");
     }
     return layout->second(in, chunkValue, fields);
 }
