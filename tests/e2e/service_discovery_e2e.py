@@ -183,8 +183,9 @@ class ServiceDiscoveryTest(unittest.TestCase):
         cls.first_status = cls.first.finish()
         cls.second = cls.start_service("second-service", SECOND_SERVICE)
         cls.second.wait_for("sent", messageId=1000)
-        # Until the last instrument has gone out and been repeated once.
-        cls.dds.wait_until(lambda: len(cls.announcements_of_last_instrument()) >= 2,
+        # Until the last instrument has gone out and been repeated twice, so that its
+        # repetitions alone give one interval between beats however late the first ones were.
+        cls.dds.wait_until(lambda: len(cls.announcements_of_last_instrument()) >= 3,
                            "repeated announcement of the last instrument")
 
         # The plug-in's exit message, on demand: from a second plug-in, since the first one
