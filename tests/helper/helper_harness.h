@@ -37,10 +37,8 @@ struct HelperHarness {
         helper.emplace();
     }
 
-    // The plug-in has created its channel.
     void PluginPresent() { ipc.AddPeerChannel(kPluginChannelName); }
 
-    // Initialize with a plug-in present; fails the test if that does not succeed.
     void InitializeWithPlugin() {
         PluginPresent();
         ASSERT_EQ(helper->Initialize(false), 0);
