@@ -178,7 +178,7 @@ TEST_F(Announcer, AnnounceReportsASocketThatCannotBeOpened) {
         {"Open", {10055}, 0x10052},
         {"SetNonBlockingMode", {10055}, 0x10052},     // inside OpenSocket
         {"SetNonBlockingMode", {0, 10055}, 0x10046},  // Announce's own second switch
-        {"HostByName", {11001}, 0x10048},                // multicast only
+        {"HostByName", {11001}, 0x10048},             // multicast only
     };
     for (const auto& c : cases) {
         FakeSocketSystem fresh;

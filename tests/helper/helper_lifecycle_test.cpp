@@ -14,7 +14,7 @@ using Orvane::Platform::kCtrlCloseEvent;
 
 TEST(DebugModeSwitch, OnlyAFirstArgumentOfExactlyDashDSwitchesItOn) {
     const std::pair<std::vector<const char*>, bool> cases[] = {
-        {{}, false},      {{"-d"}, true},  {{"-d", "more"}, true}, {{"-D"}, false},
+        {{}, false},      {{"-d"}, true},   {{"-d", "more"}, true}, {{"-D"}, false},
         {{"-dd"}, false}, {{"-d "}, false}, {{"x", "-d"}, false},   {{""}, false}};
     for (const auto& [arguments, debugMode] : cases) {
         std::vector<const char*> argv{"LumoDiscoveryHelper.exe"};
@@ -64,8 +64,8 @@ TEST(HelperInitialize, OpensEverythingOrReleasesWhatTheFailedStepLeavesOpen) {
 }
 
 TEST(HelperInitialize, EachFailedStepsCodeIsInTheFlowLog) {
-    for (const auto& [step, code] : {std::pair{Call::Initialize, 0x2A01}, {Call::Create, 0x2A02},
-                                     {Call::Open, 0x2A03}}) {
+    for (const auto& [step, code] :
+         {std::pair{Call::Initialize, 0x2A01}, {Call::Create, 0x2A02}, {Call::Open, 0x2A03}}) {
         HelperHarness h;
         h.PluginPresent();
         h.ipc.FailNext(step, code);

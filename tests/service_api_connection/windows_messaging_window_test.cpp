@@ -146,9 +146,9 @@ TEST_F(WindowsMessagingWindowTest, CreatesTheNamedWindowAndTriesItsFilterSixTime
         EXPECT_EQ(desktop.ClassName(window.Handle()), L"WindowsMessagingWindow");
         EXPECT_EQ(desktop.WindowName(window.Handle()), L"LUMO_SERVICEMESSAGEWINDOW");
         if (set) {
-            EXPECT_EQ(desktop.AllowedMessages(window.Handle()),
-                      (std::vector<std::uint32_t>{
-                          74, desktop.RegisterMessage(L"LUMO_SERVERAVAILABLE")}));
+            EXPECT_EQ(
+                desktop.AllowedMessages(window.Handle()),
+                (std::vector<std::uint32_t>{74, desktop.RegisterMessage(L"LUMO_SERVERAVAILABLE")}));
         }
     }
 }
@@ -171,8 +171,11 @@ TEST_F(WindowsMessagingWindowTest, RegistrationMessageIsByteExact) {
     PutU32(header, 0x06030000);
     EXPECT_EQ(std::vector<std::uint8_t>(sent.begin(), sent.begin() + 64), header);
     EXPECT_EQ(U32At(sent, 72), 0xA1B2C3D4u);
-    EXPECT_EQ(std::vector<std::uint8_t>(sent.begin() + 76, sent.end()),
-              [] { std::vector<std::uint8_t> b(256, 0); b[0] = 1; return b; }());
+    EXPECT_EQ(std::vector<std::uint8_t>(sent.begin() + 76, sent.end()), [] {
+        std::vector<std::uint8_t> b(256, 0);
+        b[0] = 1;
+        return b;
+    }());
     // The token deciphers with the client's key to the time of sending.
     const auto request = DecodeRegistrationRequest(sent.data() + 60, 272, kAutoRegister.clientKey);
     ASSERT_TRUE(request.has_value());
@@ -254,7 +257,8 @@ TEST_F(WindowsMessagingWindowTest, SendRawConcatenatesWithoutHeader) {
     EXPECT_EQ(m_window->SendRaw(to, a, 2, nullptr, 0, nullptr, 0), LUMO_EXECUTION_FAILED);
 }
 
-TEST_F(WindowsMessagingWindowTest, ServerByHandleActsAsTheAnnouncementAndDestructionDoesNotUnregister) {
+TEST_F(WindowsMessagingWindowTest,
+       ServerByHandleActsAsTheAnnouncementAndDestructionDoesNotUnregister) {
     ServicePeer service(m_desktop);
     Open(kAutoRegister);
     m_window->ServerAvailable(service.Window());
