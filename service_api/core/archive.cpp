@@ -9,19 +9,17 @@ ArchiveOutOfRange::ArchiveOutOfRange()
     : std::out_of_range("Input vector was not large enough to contain the requested item") {}
 
 void OutputArchive::WriteBytes(const void* data, std::size_t size) {
-    const std::size_t end = position_ + size;
-    if (end > buffer_.size()) {
-        buffer_.resize((3 * end) / 2);
+    const std::size_t end = buffer_.size() + size;
+    if (end > buffer_.capacity()) {
+        buffer_.reserve((3 * end) / 2);
     }
     if (size != 0) {
-        std::memcpy(buffer_.data() + position_, data, size);
+        const auto* bytes = static_cast<const std::uint8_t*>(data);
+        buffer_.insert(buffer_.end(), bytes, bytes + size);
     }
-    position_ = end;
 }
 
 std::vector<std::uint8_t> OutputArchive::Finish() {
-    buffer_.resize(position_);
-    position_ = 0;
     return std::exchange(buffer_, {});
 }
 

@@ -44,16 +44,17 @@ class OutputArchive {
         return *this;
     }
 
-    std::size_t Position() const { return position_; }
+    std::size_t Position() const { return buffer_.size(); }
     // Bytes held so far: grows ahead of the position, in steps of half again.
-    std::size_t BufferSize() const { return buffer_.size(); }
+    std::size_t BufferSize() const { return buffer_.capacity(); }
 
     // Exactly the bytes written; the archive starts empty again.
     std::vector<std::uint8_t> Finish();
 
   private:
+    // Written bytes are its elements; the room ahead is reserved, not filled, so that a
+    // large payload is copied once.
     std::vector<std::uint8_t> buffer_;
-    std::size_t position_ = 0;
 };
 
 class InputArchive {
@@ -166,12 +167,26 @@ void Read(InputArchive& archive, std::u16string& text);
 void Write(OutputArchive& archive, const std::wstring& text);
 void Read(InputArchive& archive, std::wstring& text);
 
+namespace detail {
+
+// Numbers other than bool are stored as the wire has them on a little-endian machine, so a
+// vector of them travels as one copy instead of one call per element.
+template <class T>
+constexpr bool kSameBytesOnTheWire = std::is_arithmetic_v<T> && !std::is_same_v<T, bool> &&
+                                     std::endian::native == std::endian::little;
+
+}  // namespace detail
+
 template <class T, class Allocator>
 void Write(OutputArchive& archive, const std::vector<T, Allocator>& elements) {
     const std::uint32_t count = detail::CountOf(elements.size());
     Write(archive, count);
-    for (std::uint32_t i = 0; i < count; ++i) {
-        Write(archive, elements[i]);
+    if constexpr (detail::kSameBytesOnTheWire<T>) {
+        archive.WriteBytes(elements.data(), std::size_t{count} * sizeof(T));
+    } else {
+        for (std::uint32_t i = 0; i < count; ++i) {
+            Write(archive, elements[i]);
+        }
     }
 }
 
@@ -180,6 +195,17 @@ void Read(InputArchive& archive, std::vector<T, Allocator>& elements) {
     std::uint32_t count = 0;
     Read(archive, count);
     elements.clear();
+    if constexpr (detail::kSameBytesOnTheWire<T>) {
+        // As element by element: the whole elements that are there are read, then a cut
+        // one throws.
+        const std::size_t whole = std::min<std::size_t>(count, archive.Remaining() / sizeof(T));
+        elements.resize(whole);
+        archive.ReadBytes(elements.data(), whole * sizeof(T));
+        if (whole < count) {
+            archive.Require(sizeof(T));
+        }
+        return;
+    }
     // A forged count must not reserve more than the remaining bytes can fill.
     elements.reserve(std::min<std::size_t>(count, archive.Remaining()));
     for (std::uint32_t i = 0; i < count; ++i) {

@@ -1,5 +1,6 @@
 #include "service_api/core/des.h"
 
+#include <array>
 #include <cstddef>
 
 namespace Quorvel::Lumo::Api {
@@ -72,14 +73,67 @@ constexpr std::uint8_t kSubstitution[8][4][16] = {
 
 // Output bit i (from the top) is input bit table[i] of an input `inputWidth` bits wide.
 template <std::size_t OutputWidth>
-std::uint64_t Permute(std::uint64_t input, unsigned inputWidth,
-                      const std::uint8_t (&table)[OutputWidth]) {
+constexpr std::uint64_t PermuteBitByBit(std::uint64_t input, unsigned inputWidth,
+                                        const std::uint8_t (&table)[OutputWidth]) {
     std::uint64_t output = 0;
     for (std::uint8_t position : table) {
         output = (output << 1) | ((input >> (inputWidth - position)) & 1);
     }
     return output;
 }
+
+// The same permutation looked up a byte of input at a time: for each input byte and value,
+// the output bits it sets, computed when the program is compiled.
+template <unsigned InputWidth, std::size_t OutputWidth>
+class BytePermutation {
+  public:
+    static constexpr unsigned kInputBytes = InputWidth / 8;
+
+    constexpr explicit BytePermutation(const std::uint8_t (&table)[OutputWidth]) {
+        for (std::size_t i = 0; i < OutputWidth; ++i) {
+            const unsigned from = table[i] - 1u;
+            const std::uint64_t bit = std::uint64_t{1} << (OutputWidth - 1 - i);
+            for (unsigned value = 0; value < 256; ++value) {
+                if ((value >> (7 - from % 8)) & 1) {
+                    m_byByte[from / 8][value] |= bit;
+                }
+            }
+        }
+    }
+
+    constexpr std::uint64_t operator()(std::uint64_t input) const {
+        std::uint64_t output = 0;
+        for (unsigned b = 0; b < kInputBytes; ++b) {
+            output |= m_byByte[b][(input >> (InputWidth - 8 * (b + 1))) & 0xFF];
+        }
+        return output;
+    }
+
+  private:
+    std::uint64_t m_byByte[kInputBytes][256]{};
+};
+
+constexpr BytePermutation<64, 64> kInitial(kInitialPermutation);
+constexpr BytePermutation<64, 64> kFinal(kFinalPermutation);
+constexpr BytePermutation<32, 48> kExpand(kExpansion);
+constexpr BytePermutation<64, 56> kChoice1(kKeyChoice1);
+constexpr BytePermutation<56, 48> kChoice2(kKeyChoice2);
+
+// Each S-box's four output bits already moved by the round permutation, by the six bits in.
+constexpr auto kSubstituteAndPermute = [] {
+    std::array<std::array<std::uint32_t, 64>, 8> table{};
+    for (unsigned box = 0; box < 8; ++box) {
+        for (unsigned six = 0; six < 64; ++six) {
+            const unsigned row = ((six >> 4) & 2) | (six & 1);
+            const unsigned column = (six >> 1) & 0xF;
+            const std::uint32_t placed = std::uint32_t{kSubstitution[box][row][column]}
+                                         << (28 - 4 * box);
+            table[box][six] =
+                static_cast<std::uint32_t>(PermuteBitByBit(placed, 32, kRoundPermutation));
+        }
+    }
+    return table;
+}();
 
 std::uint64_t LoadBigEndian(const std::array<std::uint8_t, 8>& bytes) {
     std::uint64_t value = 0;
@@ -102,20 +156,17 @@ std::uint32_t RotateLeft28(std::uint32_t half, unsigned count) {
 }
 
 std::uint32_t Feistel(std::uint32_t right, std::uint64_t subkey) {
-    const std::uint64_t mixed = Permute(right, 32, kExpansion) ^ subkey;
-    std::uint32_t substituted = 0;
+    const std::uint64_t mixed = kExpand(right) ^ subkey;
+    std::uint32_t result = 0;
     for (unsigned box = 0; box < 8; ++box) {
-        const auto six = static_cast<unsigned>((mixed >> (42 - 6 * box)) & 0x3F);
-        const unsigned row = ((six >> 4) & 2) | (six & 1);
-        const unsigned column = (six >> 1) & 0xF;
-        substituted = (substituted << 4) | kSubstitution[box][row][column];
+        result |= kSubstituteAndPermute[box][(mixed >> (42 - 6 * box)) & 0x3F];
     }
-    return static_cast<std::uint32_t>(Permute(substituted, 32, kRoundPermutation));
+    return result;
 }
 
 template <class SubkeyOrder>
 DesBlock Crypt(const DesBlock& input, SubkeyOrder subkeyOfRound) {
-    const std::uint64_t permuted = Permute(LoadBigEndian(input), 64, kInitialPermutation);
+    const std::uint64_t permuted = kInitial(LoadBigEndian(input));
     auto left = static_cast<std::uint32_t>(permuted >> 32);
     auto right = static_cast<std::uint32_t>(permuted);
     for (unsigned round = 0; round < 16; ++round) {
@@ -125,19 +176,19 @@ DesBlock Crypt(const DesBlock& input, SubkeyOrder subkeyOfRound) {
     }
     // The halves are not swapped after the last round.
     const std::uint64_t joined = (std::uint64_t{right} << 32) | left;
-    return StoreBigEndian(Permute(joined, 64, kFinalPermutation));
+    return StoreBigEndian(kFinal(joined));
 }
 
 }  // namespace
 
 DesKeySchedule::DesKeySchedule(const DesKey& key) {
-    const std::uint64_t chosen = Permute(LoadBigEndian(key), 64, kKeyChoice1);
+    const std::uint64_t chosen = kChoice1(LoadBigEndian(key));
     auto c = static_cast<std::uint32_t>(chosen >> 28);
     auto d = static_cast<std::uint32_t>(chosen & 0x0FFFFFFF);
     for (unsigned round = 0; round < 16; ++round) {
         c = RotateLeft28(c, kKeyRotations[round]);
         d = RotateLeft28(d, kKeyRotations[round]);
-        subkeys_[round] = Permute((std::uint64_t{c} << 28) | d, 56, kKeyChoice2);
+        subkeys_[round] = kChoice2((std::uint64_t{c} << 28) | d);
     }
 }
 
