@@ -26,9 +26,7 @@ std::uint32_t FakeConsoleControl::RemoveHandler(Handler handler) {
     std::lock_guard lock(mutex_);
     std::uint32_t result = 0;
     const auto found = std::find(installed_.rbegin(), installed_.rend(), handler);
-    if (failNextRemove_) {
-        result = *std::exchange(failNextRemove_, std::nullopt);
-    } else if (found == installed_.rend()) {
+    if (found == installed_.rend()) {
         result = kErrorInvalidParameter;
     } else {
         installed_.erase(std::next(found).base());

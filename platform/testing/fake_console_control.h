@@ -21,9 +21,8 @@ class FakeConsoleControl final : public ConsoleControl {
     std::uint32_t AddHandler(Handler handler) override;
     std::uint32_t RemoveHandler(Handler handler) override;
 
-    // The next add or remove fails with that code.
+    // The next add fails with that code.
     void FailNextAdd(std::uint32_t error) { failNextAdd_ = error; }
-    void FailNextRemove(std::uint32_t error) { failNextRemove_ = error; }
 
     std::vector<Handler> Installed() const;
     std::vector<Call> Calls() const;
@@ -36,7 +35,6 @@ class FakeConsoleControl final : public ConsoleControl {
     std::vector<Handler> installed_;
     std::vector<Call> calls_;
     std::optional<std::uint32_t> failNextAdd_;
-    std::optional<std::uint32_t> failNextRemove_;
 };
 
 }  // namespace Orvane::Platform::Testing

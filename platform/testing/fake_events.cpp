@@ -6,12 +6,10 @@ KernelHandle FakeEvents::CreateAutoResetEvent() {
     if (failCreation_) {
         return nullptr;
     }
-    ++created_;
     return objects_.Create(false);
 }
 
 bool FakeEvents::Set(KernelHandle event) {
-    ++set_;
     return objects_.Set(event);
 }
 

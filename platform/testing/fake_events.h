@@ -17,16 +17,12 @@ class FakeEvents final : public Events {
     bool Close(KernelHandle event) override;
 
     void FailCreation(bool fail) { failCreation_ = fail; }
-    int CreatedCount() const { return created_; }
     int ClosedCount() const { return closed_; }
-    int SetCount() const { return set_; }
 
   private:
     FakeKernelObjects& objects_;
     std::atomic<bool> failCreation_{false};
-    std::atomic<int> created_{0};
     std::atomic<int> closed_{0};
-    std::atomic<int> set_{0};
 };
 
 }  // namespace Orvane::Platform::Testing

@@ -231,16 +231,6 @@ std::uint32_t FakeIpcLibrary::OwnChannel(const std::string& name) const {
     return 0;
 }
 
-std::size_t FakeIpcLibrary::PendingMessages(const std::string& name) const {
-    std::lock_guard lock(mutex_);
-    for (const auto& [handle, channel] : channels_) {
-        if (channel.own && channel.name == name) {
-            return channel.queue.size();
-        }
-    }
-    return 0;
-}
-
 bool FakeIpcLibrary::TakeFailure(Call call, std::uint32_t* result) {
     calls_.push_back(call);
     auto& queued = failures_[call];

@@ -71,7 +71,6 @@ class FakeIpcLibrary final : public IpcLibrary {
     std::vector<std::uint32_t> Closed() const;
     // The handle of the open own channel of that name, 0 when there is none.
     std::uint32_t OwnChannel(const std::string& name) const;
-    std::size_t PendingMessages(const std::string& name) const;
 
   private:
     struct Channel {

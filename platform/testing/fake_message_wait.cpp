@@ -98,11 +98,6 @@ void FakeMessageWait::ScriptPoll(std::uint32_t result) {
     scriptedPolls_.push_back(result);
 }
 
-void FakeMessageWait::SetLastError(std::uint32_t error) {
-    std::lock_guard lock(mutex_);
-    lastError_ = error;
-}
-
 void FakeMessageWait::PostInput(std::function<void()> onDispatch) {
     std::lock_guard lock(mutex_);
     input_.push_back(std::move(onDispatch));

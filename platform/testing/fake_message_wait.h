@@ -41,7 +41,6 @@ class FakeMessageWait final : public MessageWait {
     // The next waits (or polls) return these results, in order, whatever the states are.
     void ScriptWait(std::uint32_t result);
     void ScriptPoll(std::uint32_t result);
-    void SetLastError(std::uint32_t error);
     // A window message for the thread; dispatching it runs the action.
     void PostInput(std::function<void()> onDispatch = {});
     // Runs at the start of every WaitForObjectsOrInput, with the number of waits before it.

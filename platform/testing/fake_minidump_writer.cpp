@@ -7,7 +7,6 @@ namespace Orvane::Platform::Testing {
 DumpFile FakeMiniDumpWriter::CreateDumpFile(const wchar_t* path) {
     std::lock_guard lock(mutex_);
     if (std::find(failing_.begin(), failing_.end(), path) != failing_.end()) {
-        refused_.emplace_back(path);
         return nullptr;
     }
     opened_.emplace_back(path);
@@ -64,11 +63,6 @@ void FakeMiniDumpWriter::DuringWrite(std::function<void()> action) {
 std::vector<std::wstring> FakeMiniDumpWriter::OpenedPaths() const {
     std::lock_guard lock(mutex_);
     return opened_;
-}
-
-std::vector<std::wstring> FakeMiniDumpWriter::RefusedPaths() const {
-    std::lock_guard lock(mutex_);
-    return refused_;
 }
 
 std::vector<FakeMiniDumpWriter::Write> FakeMiniDumpWriter::Writes() const {

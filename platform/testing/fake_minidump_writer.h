@@ -42,7 +42,6 @@ class FakeMiniDumpWriter final : public MiniDumpWriter {
     void DuringWrite(std::function<void()> action);
 
     std::vector<std::wstring> OpenedPaths() const;
-    std::vector<std::wstring> RefusedPaths() const;
     std::vector<Write> Writes() const;
     std::vector<DumpFile> ClosedFiles() const;
 
@@ -52,7 +51,6 @@ class FakeMiniDumpWriter final : public MiniDumpWriter {
     std::deque<Outcome> outcomes_;
     std::function<void()> duringWrite_;
     std::vector<std::wstring> opened_;
-    std::vector<std::wstring> refused_;
     std::vector<Write> writes_;
     std::vector<DumpFile> closed_;
 };
