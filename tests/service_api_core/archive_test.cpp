@@ -149,6 +149,12 @@ TEST(Archive, OutputGrowsToHalfAgainTheNeededSizeAndFinishKeepsOnlyWrittenBytes)
     EXPECT_TRUE(out.Finish().empty());
 }
 
+template <class T>
+void ReadOne(InputArchive& in) {
+    T value{};
+    in(value);
+}
+
 TEST(Archive, ReadingPastTheEndThrowsAndLeavesThePosition) {
     struct PastEndCase {
         const char* name;
@@ -158,62 +164,16 @@ TEST(Archive, ReadingPastTheEndThrowsAndLeavesThePosition) {
         std::size_t positionAfter;
     };
     const PastEndCase cases[] = {
-        {"u32 with 3 bytes left",
-         {1, 2, 3, 4, 5, 6, 7},
-         4,
-         [](InputArchive& in) {
-             std::uint32_t v = 0;
-             in(v);
-         },
-         4},
-        {"double from empty",
-         {},
-         0,
-         [](InputArchive& in) {
-             double v = 0;
-             in(v);
-         },
-         0},
-        {"string body short",
-         {5, 0, 0, 0, 'a', 'b'},
-         0,
-         [](InputArchive& in) {
-             std::string s;
-             in(s);
-         },
-         4},
-        {"forged huge wide string",
-         {0xFF, 0xFF, 0xFF, 0xFF, 'a', 0},
-         0,
-         [](InputArchive& in) {
-             std::wstring s;
-             in(s);
-         },
-         4},
-        {"vector missing an element",
-         {2, 0, 0, 0, 9, 0},
-         0,
-         [](InputArchive& in) {
-             std::vector<std::uint16_t> v;
-             in(v);
-         },
-         6},
-        {"forged huge vector",
-         {0xFF, 0xFF, 0xFF, 0x7F},
-         0,
-         [](InputArchive& in) {
-             std::vector<std::uint64_t> v;
-             in(v);
-         },
-         4},
-        {"record cut short",
-         {7, 0, 0, 0, 1, 0, 0, 0},
-         0,
-         [](InputArchive& in) {
-             Sample s;
-             in(s);
-         },
-         8},
+        // clang-format off
+        {"u32 with 3 bytes left", {1, 2, 3, 4, 5, 6, 7}, 4, ReadOne<std::uint32_t>, 4},
+        {"double from empty", {}, 0, ReadOne<double>, 0},
+        {"string body short", {5, 0, 0, 0, 'a', 'b'}, 0, ReadOne<std::string>, 4},
+        {"forged huge wide string", {0xFF, 0xFF, 0xFF, 0xFF, 'a', 0}, 0, ReadOne<std::wstring>, 4},
+        {"vector missing an element", {2, 0, 0, 0, 9, 0}, 0, ReadOne<std::vector<std::uint16_t>>, 6},
+        {"forged huge vector", {0xFF, 0xFF, 0xFF, 0x7F}, 0, ReadOne<std::vector<std::uint64_t>>, 4},
+        {"vector of strings missing an element", {2, 0, 0, 0, 0, 0, 0, 0}, 0, ReadOne<std::vector<std::string>>, 8},
+        {"record cut short", {7, 0, 0, 0, 1, 0, 0, 0}, 0, ReadOne<Sample>, 8},
+        // clang-format on
     };
     for (const PastEndCase& c : cases) {
         SCOPED_TRACE(c.name);
