@@ -1,7 +1,7 @@
 #include "announce/announcement_datagram.h"
 
 #include <bit>
-#include <cstdio>
+#include <charconv>
 #include <cstring>
 
 #include "announce/bounded_text.h"
@@ -35,16 +35,16 @@ char* AppendText(char* cursor, const char* text, std::size_t bound, std::uint32_
     return cursor + length + 1;
 }
 
-char* AppendByte(char* cursor, std::uint8_t value, std::uint32_t& textLength) {
+char* AppendUnsigned(char* cursor, std::uint32_t value, std::uint32_t& textLength) {
+    // Plain decimal digits, as printf's %u gives them, without its format parsing: the
+    // datagram is built for every change of the instrument.
     char scratch[kScratchSize];
-    std::snprintf(scratch, sizeof scratch, "%d", value);
+    *std::to_chars(scratch, scratch + sizeof scratch - 1, value).ptr = '\0';
     return AppendText(cursor, scratch, kTextBound, textLength);
 }
 
-char* AppendUnsigned(char* cursor, std::uint32_t value, std::uint32_t& textLength) {
-    char scratch[kScratchSize];
-    std::snprintf(scratch, sizeof scratch, "%u", static_cast<unsigned>(value));
-    return AppendText(cursor, scratch, kTextBound, textLength);
+char* AppendByte(char* cursor, std::uint8_t value, std::uint32_t& textLength) {
+    return AppendUnsigned(cursor, value, textLength);
 }
 
 std::uint32_t Build(const DdsInstrumentInfo& info, Buffer& packet) {

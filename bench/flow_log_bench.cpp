@@ -15,15 +15,33 @@ namespace {
 std::atomic<std::uint64_t> baselineCounter{0};
 std::int64_t baselineSink[64];
 
+// Each thread runs a function of its own, as the helper's threads do (the loop, the console
+// handler): one ring and one counter shared, each flow point written by one thread.
+template <int Thread>
+void RecordAtOwnPoint(const int& object) {
+    FLOW_POINT("FlowLogBench", Thread == 0 ? "First" : "Second");
+    FLOW_RECORD(&object, 7);
+}
+
 void FlowRecord(benchmark::State& state) {
-    FLOW_POINT("FlowLogBench", "FlowRecord");
     int object = 0;
+    const auto record = state.thread_index() == 0 ? RecordAtOwnPoint<0> : RecordAtOwnPoint<1>;
     for (auto _ : state) {
-        FLOW_RECORD(&object, 7);
+        record(object);
     }
     state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(FlowRecord)->Threads(1)->Threads(2)->UseRealTime();
+
+// Both threads in the same function: they also share the point's object and line.
+void FlowRecordSamePoint(benchmark::State& state) {
+    int object = 0;
+    for (auto _ : state) {
+        RecordAtOwnPoint<0>(object);
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(FlowRecordSamePoint)->Threads(2)->UseRealTime();
 
 void AtomicAddAndClock(benchmark::State& state) {
     for (auto _ : state) {
@@ -32,7 +50,33 @@ void AtomicAddAndClock(benchmark::State& state) {
     }
     state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(AtomicAddAndClock)->Threads(1)->UseRealTime();
+BENCHMARK(AtomicAddAndClock)->Threads(1)->Threads(2)->UseRealTime();
+
+// The floor of a ring that threads share: the same packed 40-byte entries written after one
+// atomic add, nothing else. Two threads take neighbouring slots, so they write to the same
+// cache lines in turn.
+struct PackedEntry {
+    std::int64_t timestamp;
+    std::uint32_t words[5];
+    unsigned char object[8];
+    std::uint32_t threadId;
+};
+static_assert(sizeof(PackedEntry) == 40);
+constexpr std::uint32_t kRingSize = 1 << 17;
+std::atomic<std::uint32_t> ringCounter{1};
+PackedEntry* const ring = new PackedEntry[kRingSize]();
+
+void SharedRingOfTheSameEntries(benchmark::State& state) {
+    const PackedEntry entry{};
+    for (auto _ : state) {
+        const std::uint32_t slot = ringCounter.fetch_add(2, std::memory_order_relaxed) >> 1;
+        PackedEntry& target = ring[slot & (kRingSize - 1)];
+        target = entry;
+        target.timestamp = Orvane::Platform::PerformanceCounter();
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(SharedRingOfTheSameEntries)->Threads(1)->Threads(2)->UseRealTime();
 
 void GettidSystemCall(benchmark::State& state) {
     for (auto _ : state) {

@@ -16,6 +16,9 @@ MEASURES = [
      "GettidSystemCall", TIME, "<= 0.2x", lambda r: r <= 0.2),
     ("flow record, 2 threads vs 1", "FlowRecord/real_time/threads:2",
      "FlowRecord/real_time/threads:1", TIME, "<= 2x", lambda r: r <= 2.0),
+    ("bare ring of such entries, 2 threads vs 1",
+     "SharedRingOfTheSameEntries/real_time/threads:2",
+     "SharedRingOfTheSameEntries/real_time/threads:1", TIME, "(floor)", lambda r: True),
     ("archive encode 1 M u32 vs memcpy", "ArchiveEncode", "MemcpyOfTheSameBytes", THROUGHPUT,
      ">= 0.35x", lambda r: r >= 0.35),
     ("archive decode 1 M u32 vs memcpy", "ArchiveDecode", "MemcpyOfTheSameBytes", THROUGHPUT,
@@ -26,6 +29,12 @@ MEASURES = [
      TIME, "<= 1.0x", lambda r: r <= 1.0),
     ("announce: build + send vs sendto", "AnnounceBuildAndSend", "RawSendtoOfTheSameBytes",
      TIME, "<= 1.05x", lambda r: r <= 1.05),
+    ("announce: build alone vs sendto", "AnnounceBuildOnly", "RawSendtoOfTheSameBytes", TIME,
+     "(part)", lambda r: True),
+    ("announce: send alone vs sendto", "AnnounceSendOnly", "RawSendtoOfTheSameBytes", TIME,
+     "(part)", lambda r: True),
+    ("Announce() with its mode switch vs sendto", "AnnounceWithItsModeSwitch",
+     "RawSendtoOfTheSameBytes", TIME, "(whole)", lambda r: True),
 ]
 
 

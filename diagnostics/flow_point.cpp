@@ -12,14 +12,6 @@ FlowPoint::FlowPoint(const char* className, const char* functionName)
     logger.RegisterName(functionName);
 }
 
-void FlowPoint::SetObject(const void* object) {
-    object_.store(object, std::memory_order_relaxed);
-}
-
-void FlowPoint::SetLine(std::int32_t line) {
-    line_.store(line, std::memory_order_relaxed);
-}
-
 void FlowPoint::Record(std::uint32_t code, std::uint32_t extra) {
     MKLoggerAdapter::Instance().Record(FlowKind::TimingPoint, code, extra, className_,
                                        functionName_, object_.load(std::memory_order_relaxed));

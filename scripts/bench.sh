@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the Release flavour, runs every benchmark beside its baseline and prints the table.
-#   scripts/bench.sh            micro-benchmarks (3 repetitions, medians)
+#   scripts/bench.sh            micro-benchmarks (5 interleaved repetitions, medians)
 #   scripts/bench.sh --wine     and the helper's own figures under Wine (latency, idle, memory)
 # Sends announcement datagrams to 127.0.0.1:50999: do not run it beside the end-to-end tests.
 set -euo pipefail
@@ -11,7 +11,8 @@ cmake --preset bench >/dev/null
 cmake --build --preset bench >/dev/null
 
 results=build/bench/results.json
-build/bench/bin/lumo_bench --benchmark_repetitions=3 --benchmark_report_aggregates_only=true \
+build/bench/bin/lumo_bench --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true \
+    --benchmark_report_aggregates_only=true \
     --benchmark_out="$results" --benchmark_out_format=json >/dev/null
 echo "Machine: $(nproc) cores, $(sed -n 's/^model name\s*: //p' /proc/cpuinfo | head -1)"
 status=0
