@@ -1,8 +1,8 @@
 #include "diagnostics/k_logger.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
-#include <new>
 #include <utility>
 
 namespace {
@@ -31,8 +31,8 @@ constexpr std::pair<std::int32_t, const char*> kEventNames[] = {
 }  // namespace
 
 KLogger::KLogger()
-    // Value-initialised, so every never-written slot stays all zero and renders as nothing.
-    : ring_(new (std::nothrow) FlowLogEntry[kCapacity]()),
+    // Every never-written slot stays all zero and renders as nothing.
+    : ring_(static_cast<FlowLogEntry*>(std::calloc(kCapacity, sizeof(FlowLogEntry)))),
       reference_{Orvane::Platform::PerformanceCounter(), Orvane::Platform::PerformanceFrequency(),
                  Orvane::Platform::CurrentWallClock()} {}
 
@@ -53,6 +53,10 @@ void KLogger::Append(std::int32_t event, std::uint32_t code, std::uint32_t extra
     slot.functionKey = functionKey;
     slot.object = reinterpret_cast<std::uintptr_t>(object);
     slot.threadId = Orvane::Platform::CurrentThreadId();
+}
+
+void KLogger::ReleaseRing::operator()(FlowLogEntry* ring) const {
+    std::free(ring);
 }
 
 const char* KLogger::EventName(std::int32_t event) const {

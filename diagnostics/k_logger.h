@@ -59,7 +59,12 @@ class KLogger {
     void AppendEntryText(std::string& out, const FlowLogEntry& entry,
                          const MDiagnosticsRegistryImplementation& names) const;
 
-    std::unique_ptr<FlowLogEntry[]> ring_;
+    struct ReleaseRing {
+        void operator()(FlowLogEntry* ring) const;
+    };
+    // Zero-filled by the allocator: pages the log has not reached yet stay untouched, so
+    // they cost no memory until records arrive there.
+    std::unique_ptr<FlowLogEntry[], ReleaseRing> ring_;
     std::atomic<std::uint32_t> counter_{kEnabled};
     FlowLogReference reference_;
 };

@@ -4,6 +4,12 @@
 
 namespace LumoTools {
 
+std::int64_t MonotonicMicroseconds() {
+    return std::chrono::duration_cast<std::chrono::microseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
 JsonLine Output::Line(std::string_view event) const {
     const auto elapsed = std::chrono::steady_clock::now() - start_;
     JsonLine line;

@@ -3,11 +3,15 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <string_view>
 
 #include "tools/common/json_line.h"
 
 namespace LumoTools {
+
+// The machine's monotonic clock in microseconds: the same in every program on the machine.
+std::int64_t MonotonicMicroseconds();
 
 class Output {
   public:

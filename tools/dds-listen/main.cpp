@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "network/kx_socket_udp.h"
+#include "tools/common/output.h"
 #include "tools/dds-listen/lib/announcement_decoder.h"
 #include "tools/dds-listen/lib/announcer_liveness.h"
 #include "tools/dds-listen/lib/listen_options.h"
@@ -88,10 +89,11 @@ int Listen(const ListenOptions& options) {
                 std::fprintf(stderr, "dds-listen: receiving failed (%s)\n", Code(result).c_str());
                 continue;
             }
+            const std::int64_t receivedUs = LumoTools::MonotonicMicroseconds();
             ++datagrams;
             const std::string source = std::string(host) + ":" + std::to_string(port);
             const DecodeResult decoded = DecodeAnnouncement(buffer.data(), received);
-            PrintLine(DatagramLine(options.format, source, received, decoded));
+            PrintLine(DatagramLine(options.format, source, received, decoded, receivedUs));
             if (decoded.announcement) {
                 if (const auto back =
                         liveness.Heard(source, *decoded.announcement, MillisecondsSince(start))) {

@@ -206,7 +206,8 @@ void SimService::SendQueuedAnswers() {
 
 bool SimService::Deliver(const ServiceMessage& message, const char* event) {
     JsonLine line = output_.Line(event);
-    line.Add("messageId", message.messageId)
+    line.Add("clockUs", LumoTools::MonotonicMicroseconds())
+        .Add("messageId", message.messageId)
         .Add("argument1", message.argument1)
         .Add("argument2", message.argument2)
         .Add("payloadSize", message.payload.size());

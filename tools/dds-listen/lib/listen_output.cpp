@@ -80,7 +80,7 @@ std::string Escaped(const std::string& text) {
 }
 
 std::string DatagramLine(OutputFormat format, const std::string& source, std::size_t size,
-                         const DecodeResult& decoded) {
+                         const DecodeResult& decoded, std::int64_t clockUs) {
     if (!decoded.announcement) {
         if (format == OutputFormat::Json) {
             return JsonLine()
@@ -97,7 +97,8 @@ std::string DatagramLine(OutputFormat format, const std::string& source, std::si
         JsonLine line;
         line.Add("source", source)
             .Add("event", EventName(announcement))
-            .Add("sequence", announcement.sequence);
+            .Add("sequence", announcement.sequence)
+            .Add("clockUs", clockUs);
         for (std::size_t i = 0; i < kTextCount; ++i) {
             line.Add(kTextNames[i], announcement.texts[i]);
         }

@@ -11,8 +11,10 @@ namespace DdsListen {
 
 enum class OutputFormat { Text, Json };
 
+// The JSON form carries `clockUs`, the machine's monotonic clock at receipt in microseconds,
+// which other programs on the machine can compare with their own readings of it.
 std::string DatagramLine(OutputFormat format, const std::string& source, std::size_t size,
-                         const DecodeResult& decoded);
+                         const DecodeResult& decoded, std::int64_t clockUs);
 std::string LivenessLine(OutputFormat format, const LivenessEvent& event);
 
 // A received text shown safely in the text form: printable bytes and well-formed UTF-8
