@@ -225,6 +225,22 @@ std::optional<std::string> ParseSendAny(const Words& words, std::string_view, Co
     return std::nullopt;
 }
 
+std::optional<std::string> ParseSendRaw(const Words& words, std::string_view, Command& command) {
+    std::optional<std::vector<std::uint8_t>> bytes;
+    if (words.empty()) {
+        bytes.emplace();
+    } else if (words.size() == 1) {
+        bytes = ParseHex(words[0]);
+    }
+    if (!bytes) {
+        return Expect("[HEX-BLOCK]");
+    }
+    command.message = [block = *bytes](const SimSettings&) {
+        return ServiceMessage{0, 0, 0, block, true};
+    };
+    return std::nullopt;
+}
+
 // answer REQUEST REPLY RESULT [HEX]: REQUEST may be '*' (any), REPLY '=' (the same id).
 std::optional<std::string> ParseAnswer(const Words& words, std::string_view, Command& command) {
     const auto usage = Expect("REQUEST-ID|* REPLY-ID|= RESULT [HEX-PAYLOAD]");
@@ -305,7 +321,7 @@ const std::map<std::string, Parser, std::less<>>& Sends() {
     static const std::map<std::string, Parser, std::less<>> sends = {
         {"instrument", ParseSendInstrument}, {"measurement", ParseSendMeasurement},
         {"reply", ParseSendReply},           {"shutdown", ParseSendShutdown},
-        {"message", ParseSendAny},
+        {"message", ParseSendAny},           {"raw", ParseSendRaw},
     };
     return sends;
 }

@@ -65,6 +65,9 @@ ServiceMessage ShutdownMessage() {
 }
 
 std::vector<std::uint8_t> Framed(const ServiceMessage& message) {
+    if (message.unframed) {
+        return message.payload;
+    }
     constexpr std::size_t kChunkSize = 32;
     std::vector<std::uint8_t> block(kChunkSize + message.payload.size(), 0);
     Store(block, 0, message.messageId, 4);

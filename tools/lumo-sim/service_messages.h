@@ -62,6 +62,9 @@ struct ServiceMessage {
     std::uint32_t argument1 = 0;
     std::uint32_t argument2 = 0;
     std::vector<std::uint8_t> payload;
+    // The payload is the whole block as it goes out, with no chunk header in front: for
+    // blocks a service would never send.
+    bool unframed = false;
 };
 
 inline constexpr std::size_t kMeasurementRecordSize = 64;

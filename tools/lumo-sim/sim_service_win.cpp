@@ -92,12 +92,14 @@ void SimService::DestroyServiceWindow() {
         return;
     }
     const std::uint32_t window = LowBits(window_);
+    const std::int64_t destroyedUs = LumoTools::MonotonicMicroseconds();
     DestroyWindow(window_);
     window_ = nullptr;
     if (client_ != nullptr) {
         ForgetClient("service window destroyed");
     }
-    output_.Print(output_.Line("window-destroyed").Add("window", window));
+    output_.Print(
+        output_.Line("window-destroyed").Add("clockUs", destroyedUs).Add("window", window));
 }
 
 bool SimService::Broadcast() {
@@ -107,8 +109,10 @@ bool SimService::Broadcast() {
     }
     const BOOL posted =
         PostMessageW(HWND_BROADCAST, serverAvailableMessage_, 0, reinterpret_cast<LPARAM>(window_));
-    output_.Print(
-        output_.Line("broadcast").Add("window", LowBits(window_)).Add("posted", posted != FALSE));
+    output_.Print(output_.Line("broadcast")
+                      .Add("clockUs", LumoTools::MonotonicMicroseconds())
+                      .Add("window", LowBits(window_))
+                      .Add("posted", posted != FALSE));
     return posted != FALSE;
 }
 
@@ -248,6 +252,7 @@ void SimService::CheckClientAlive() {
 
 LRESULT SimService::OnCopyData(const COPYDATASTRUCT& data) {
     JsonLine line = output_.Line("received");
+    line.Add("clockUs", LumoTools::MonotonicMicroseconds());
     line.Add("dwData", static_cast<std::uint64_t>(data.dwData));
     const auto received =
         DescribeReceived(line, data.lpData, data.lpData == nullptr ? 0 : data.cbData,

@@ -55,12 +55,14 @@ Numbers are decimal or hexadecimal with 0x; HEX is an even number of hex digits.
                                 RESULT, the payload HEX
   send shutdown                 1005, the service shutting down
   send message ID A1 A2 [HEX]   any message: chunk (ID, A1, A2) and payload HEX
+  send raw [HEX]                the block HEX as it is, no chunk header: a malformed one
 
 Every message goes to the registered client's window with WM_COPYDATA, framed as the
 service frames: the 32-byte chunk header followed directly by the payload.
 
 Output: one JSON object a line on stdout, each with "t" (milliseconds since start) and
-"event":
+"event"; sends, receipts, broadcasts and a destroyed window also carry "clockUs", the
+machine's monotonic clock in microseconds (as dds-listen's datagrams do):
   window-created    window, serverAvailableMessage
   broadcast         window, posted
   received          dwData, size, messageId, argument1, argument2, dataSize,
