@@ -14,7 +14,9 @@ usage: helper_plugin_channel_e2e.py --bin DIR --wine scripts/wine.sh [unittest a
 """
 import argparse
 import os
+import shutil
 import sys
+import tempfile
 import time
 import unittest
 
@@ -33,6 +35,7 @@ FOUR_BEATS_MS = "9700"
 
 class HelperPluginChannelTest(unittest.TestCase):
     def setUp(self):
+        self.workdir = tempfile.mkdtemp(prefix="helper-e2e-")
         self.programs = []
 
     def tearDown(self):
@@ -44,6 +47,7 @@ class HelperPluginChannelTest(unittest.TestCase):
                              ["--no-channel", "--exit-after", "0", "--run-ms", "300"])
         sweeper.finish()
         time.sleep(0.3)
+        shutil.rmtree(self.workdir, ignore_errors=True)
 
     def start(self, name, exe, args):
         program = Program(WINE, name, os.path.join(BIN, exe), args)
@@ -156,6 +160,27 @@ class HelperPluginChannelTest(unittest.TestCase):
         self.assertEqual(self.received(plugin, 1002), [], plugin.text())
         # The system's own handling ends the process, with the system's status.
         self.assertEqual(len(plugin.events("helper-exited")), 1, plugin.text())
+
+    def service(self, name, script):
+        path = os.path.join(self.workdir, name + ".txt")
+        with open(path, "w", encoding="utf-8") as f:
+            f.write(script)
+        return self.start(name, "lumo-sim.exe", ["--script", windows_path(path)])
+
+    def test_a_service_lost_while_taking_the_registration_leaves_the_next_one_registered(self):
+        plugin = self.plugin("plugin", "--start", HELPER, "--exit-after", "12000")
+        time.sleep(3.0)  # the client's window exists from the loop's first wake-up
+        # The first service says goodbye from inside the registration's WM_COPYDATA.
+        first = self.service("leaving", "set answer-inside on\nanswer 2000 1005 0\n"
+                                        "wait-registered 15000\nwait 1000\n")
+        self.assertEqual(first.finish(), 0, first.text())
+        goodbye = first.events("answered", messageId=1005)
+        self.assertEqual([r["delivered"] for r in goodbye], [True], first.text())
+        second = self.service("next", "wait-registered 15000\nsend instrument\nwait 500\n")
+        self.assertEqual(second.finish(), 0, second.text())
+        self.assertTrue(second.events("client-registered"), second.text())
+        plugin.finish()
+        self.assertEqual(self.received(plugin, 1100), [], "no error reported")
 
     def test_a_plug_in_that_goes_away_ends_the_helper_at_the_next_beat(self):
         plugin = self.plugin("plugin", "--start", HELPER, "--close-after", "3000",

@@ -140,6 +140,17 @@ std::optional<std::string> ParseAccept(const Words& words, std::string_view, Com
     return std::nullopt;
 }
 
+std::optional<std::string> ParseAnswerInside(const Words& words, std::string_view,
+                                             Command& command) {
+    if (words.size() != 1 || (words[0] != "on" && words[0] != "off")) {
+        return Expect("on or off");
+    }
+    command.apply = [inside = words[0] == "on"](SimSettings& settings) {
+        settings.answerInside = inside;
+    };
+    return std::nullopt;
+}
+
 std::optional<std::string> ParseKey(const Words& words, std::string_view, Command& command) {
     const auto bytes = words.size() == 1 ? ParseHex(words[0]) : std::nullopt;
     if (!bytes || bytes->size() != 8) {
@@ -288,6 +299,7 @@ const std::map<std::string, Parser, std::less<>>& Commands() {
 const std::map<std::string, Parser, std::less<>>& Settings() {
     static const std::map<std::string, Parser, std::less<>> settings = {
         {"accept", ParseAccept},
+        {"answer-inside", ParseAnswerInside},
         {"key", ParseKey},
         {"type",
          SetNumber<std::int32_t>("a signed 32-bit type",

@@ -52,6 +52,7 @@ struct SimSettings {
     std::uint32_t measurementStatus = 0x00200000;  // reliable
     std::array<std::uint8_t, 8> clientKey{};       // keys the registration token
     bool acceptMessages = true;                    // what WM_COPYDATA answers
+    bool answerInside = false;  // answers go out from inside the request's WM_COPYDATA
     // By request id; kAnyRequest for every request without an answer of its own.
     std::map<std::uint32_t, Answer> answers;
 };

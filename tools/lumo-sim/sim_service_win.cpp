@@ -281,6 +281,10 @@ LRESULT SimService::OnCopyData(const COPYDATASTRUCT& data) {
             client_ = sender;
             output_.Print(
                 output_.Line("client-registered").Add("clientWindow", received->clientWindow));
+            // Only an answer scripted for the registration itself, not one for any request.
+            if (settings_.answers.count(received->messageId) != 0) {
+                QueueAnswer(received->messageId);
+            }
             break;
         case Api::MessageCode::kUnregister:
             if (client_ == sender) {
@@ -293,6 +297,11 @@ LRESULT SimService::OnCopyData(const COPYDATASTRUCT& data) {
                 QueueAnswer(received->messageId);
             }
             break;
+    }
+    if (settings_.answerInside) {
+        // While the client's send to us is still waiting: its window hears the answer
+        // re-entrantly, as it would from a service that answers at once.
+        SendQueuedAnswers();
     }
     return answer;
 }

@@ -28,12 +28,15 @@ Numbers are decimal or hexadecimal with 0x; HEX is an even number of hex digits.
   answer REQ REPLY RESULT [HEX] answer every later request REQ ('*': any request without
                                 an answer of its own) with message REPLY ('=': REQ's own
                                 id), argument2 RESULT and the payload HEX; the answer goes
-                                out once the request's WM_COPYDATA has returned. A
-                                malformed request is not answered.
+                                out once the request's WM_COPYDATA has returned (or inside
+                                it: set answer-inside). A malformed request is not
+                                answered, a registration only by an answer for its id.
 
   set key HEX                   8-byte key for deciphering registration tokens
                                 (default 0000000000000000)
   set accept on|off             what WM_COPYDATA answers: TRUE (on, default) or 0
+  set answer-inside on|off      answers go out from inside the request's WM_COPYDATA,
+                                while the client's send still waits (default off)
   set type N                    instrument type, signed 32-bit (default 2)
   set subtype N                 instrument sub-type, 0..255 (default 0)
   set name TEXT                 instrument name, rest of the line after one blank, UTF-8,
