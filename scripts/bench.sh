@@ -20,7 +20,8 @@ python3 bench/summarize.py "$results" || status=$?
 
 if [ "${1:-}" = "--wine" ]; then
     cmake --preset windows >/dev/null
-    command -v strace >/dev/null || apt-get install -y -qq --no-install-recommends strace >/dev/null
+    command -v strace >/dev/null ||
+        { apt-get update -qq && apt-get install -y -qq --no-install-recommends strace >/dev/null; }
     cmake --build --preset windows >/dev/null
     scripts/wine.sh start >/dev/null
     python3 bench/wine_figures.py --bin build/windows/bin --wine scripts/wine.sh || status=$?
