@@ -60,7 +60,8 @@ def describe_debug(r):
 
 
 def describe_generic(r):
-    fields = " ".join(f"{k}={v}" for k, v in r.items() if k not in ("t", "event", "source"))
+    fields = " ".join(f"{k}={v}" for k, v in r.items()
+                      if k not in ("t", "event", "source", "clockUs"))
     return (str(r.get("event", "")) + " " + fields).strip()
 
 
