@@ -70,10 +70,6 @@ void RawSendtoOfTheSameBytes(benchmark::State& state) {
 }
 BENCHMARK(RawSendtoOfTheSameBytes);
 
-}  // namespace
-
-namespace {
-
 void AnnounceBuildOnly(benchmark::State& state) {
     DdsAnnouncement announcement(true, false);
     const DdsInstrumentInfo info = Instrument();

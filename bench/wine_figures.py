@@ -17,22 +17,13 @@ import time
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "tests", "e2e"))
 from wine_program import Program, windows_path  # noqa: E402
 
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "scripts"))
+from wine_processes import linux_pid, percentile, status_kb  # noqa: E402
+
 TICKS = os.sysconf("SC_CLK_TCK")
 # A blocking call of the loop's thread that lasts this long is a wait, not a server request.
 WAIT_S = 0.02
 TRACE_S = 10
-
-
-def linux_pid(name):
-    """The process whose command name (Wine gives it the program's name, cut to 15
-    characters) starts like `name`."""
-    for comm in glob.glob("/proc/[0-9]*/comm"):
-        try:
-            if open(comm).read().strip().startswith(name[:15]):
-                return int(comm.split("/")[2])
-        except OSError:
-            continue
-    raise SystemExit(f"no process {name}")
 
 
 def cpu_ticks(pid):
@@ -55,18 +46,6 @@ def sample(helper, server, others):
     and its main thread), and the switches of the other Wine programs."""
     return (time.monotonic(), cpu_ticks(helper), cpu_ticks(server), switches(helper),
             switches(helper, helper), sum(switches(p) for p in others))
-
-
-def status_kb(pid, key):
-    for line in open(f"/proc/{pid}/status"):
-        if line.startswith(key + ":"):
-            return int(line.split()[1])
-    return 0
-
-
-def percentile(values, p):
-    ordered = sorted(values)
-    return ordered[min(len(ordered) - 1, int(round(p / 100 * (len(ordered) - 1))))]
 
 
 def service_script(changes, losses, idle_s):

@@ -6,7 +6,6 @@ process. Prints a summary table and exits 1 when a bound fails.
 usage: soak.py --bin DIR --wine scripts/wine.sh [--losses 100] [--flood 10000] [--seed N]
 """
 import argparse
-import glob
 import os
 import random
 import struct
@@ -18,6 +17,7 @@ import time
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "tests", "e2e"))
 from exit_log_machine import ExitLogMachine  # noqa: E402
 from wine_program import Program, now_ms, windows_path  # noqa: E402
+from wine_processes import linux_pid, percentile, status_kb  # noqa: E402
 
 WITHDRAW_WITHIN_MS = 600
 REGISTER_WITHIN_MS = 200
@@ -34,23 +34,6 @@ FIXED_RECORDS = {1000: 700, 2215: 700, 2233: 700, 1001: 564, 2206: 564, 2202: 56
 # 1005 is left out: it is the service's goodbye, and the helper rightly drops the service.
 SERIALIZED_IDS = [i for i in range(1000, 1010) if i != 1005] + list(range(2000, 2240)) + \
     [2300, 2301, 2302]
-
-
-def linux_pid(name):
-    for comm in glob.glob("/proc/[0-9]*/comm"):
-        try:
-            if open(comm).read().strip().startswith(name[:15]):
-                return int(comm.split("/")[2])
-        except OSError:
-            continue
-    return None
-
-
-def status_kb(pid, key):
-    for line in open(f"/proc/{pid}/status"):
-        if line.startswith(key + ":"):
-            return int(line.split()[1])
-    return 0
 
 
 def malformed_blocks(count, rng):
@@ -129,9 +112,8 @@ def slope_per_minute(points):
 def percentiles(values):
     if not values:
         return "-"
-    ordered = sorted(values)
-    pick = lambda p: ordered[min(len(ordered) - 1, int(round(p / 100 * (len(ordered) - 1))))]
-    return f"p50 {pick(50):.0f}, p99 {pick(99):.0f}, max {ordered[-1]:.0f}"
+    return (f"p50 {percentile(values, 50):.0f}, p99 {percentile(values, 99):.0f}, "
+            f"max {max(values):.0f}")
 
 
 def main():

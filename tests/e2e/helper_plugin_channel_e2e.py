@@ -169,7 +169,9 @@ class HelperPluginChannelTest(unittest.TestCase):
 
     def test_a_service_lost_while_taking_the_registration_leaves_the_next_one_registered(self):
         plugin = self.plugin("plugin", "--start", HELPER, "--exit-after", "12000")
-        time.sleep(3.0)  # the client's window exists from the loop's first wake-up
+        # The client's window is made at the loop's first wake-up, the one of the first beat.
+        plugin.wait_for("received", code=1001)
+        time.sleep(0.5)
         # The first service says goodbye from inside the registration's WM_COPYDATA.
         first = self.service("leaving", "set answer-inside on\nanswer 2000 1005 0\n"
                                         "wait-registered 15000\nwait 1000\n")

@@ -114,6 +114,7 @@ TEST(HelperRun, FailuresEndWithMinusOneAndAreReportedWhenThereIsSomeoneToTell) {
         std::function<void(HelperHarness&)> arrange;
         std::string report;  // empty: none
         std::size_t beats;
+        bool topBitPluginHandle = false;
     } cases[] = {
         // clang-format off
         {"wait failed", [](HelperHarness& h) { h.wait.ScriptWait(kWaitFailed); }, waitText, 0},
@@ -125,13 +126,13 @@ TEST(HelperRun, FailuresEndWithMinusOneAndAreReportedWhenThereIsSomeoneToTell) {
         {"signalled with nothing to read", [](HelperHarness& h) { h.wait.ScriptWait(0); }, readText, 0},
         {"heartbeat failed", [](HelperHarness& h) { h.BeforeWait(2, [&h] { h.ipc.RemovePeerChannel(kPluginChannelName); }); }, "", 2},
         // The plug-in's handle has its top bit set: beats go out, reports do not.
-        {"top-bit plug-in handle", [](HelperHarness& h) { h.BeforeWait(1, [&h] { h.wait.ScriptWait(kWaitFailed); }); }, "", 1},
+        {"top-bit plug-in handle", [](HelperHarness& h) { h.BeforeWait(1, [&h] { h.wait.ScriptWait(kWaitFailed); }); }, "", 1, true},
         // clang-format on
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         HelperHarness h;
-        if (std::string(c.what) == "top-bit plug-in handle") {
+        if (c.topBitPluginHandle) {
             h.ipc.SetNextHandle(0x7FFFFFFF);  // own channel; the plug-in's becomes 0x80000000
         }
         h.InitializeWithPlugin();

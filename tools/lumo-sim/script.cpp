@@ -130,25 +130,18 @@ std::optional<std::string> ParseWaitMessage(const Words& words, std::string_view
     return std::nullopt;
 }
 
-std::optional<std::string> ParseAccept(const Words& words, std::string_view, Command& command) {
-    if (words.size() != 1 || (words[0] != "on" && words[0] != "off")) {
-        return Expect("on or off");
-    }
-    command.apply = [accept = words[0] == "on"](SimSettings& settings) {
-        settings.acceptMessages = accept;
+// "set NAME on|off" for one switch of the settings.
+Parser SetSwitch(bool SimSettings::*field) {
+    return [field](const Words& words, std::string_view,
+                   Command& command) -> std::optional<std::string> {
+        if (words.size() != 1 || (words[0] != "on" && words[0] != "off")) {
+            return Expect("on or off");
+        }
+        command.apply = [field, on = words[0] == "on"](SimSettings& settings) {
+            settings.*field = on;
+        };
+        return std::nullopt;
     };
-    return std::nullopt;
-}
-
-std::optional<std::string> ParseAnswerInside(const Words& words, std::string_view,
-                                             Command& command) {
-    if (words.size() != 1 || (words[0] != "on" && words[0] != "off")) {
-        return Expect("on or off");
-    }
-    command.apply = [inside = words[0] == "on"](SimSettings& settings) {
-        settings.answerInside = inside;
-    };
-    return std::nullopt;
 }
 
 std::optional<std::string> ParseKey(const Words& words, std::string_view, Command& command) {
@@ -298,8 +291,8 @@ const std::map<std::string, Parser, std::less<>>& Commands() {
 
 const std::map<std::string, Parser, std::less<>>& Settings() {
     static const std::map<std::string, Parser, std::less<>> settings = {
-        {"accept", ParseAccept},
-        {"answer-inside", ParseAnswerInside},
+        {"accept", SetSwitch(&SimSettings::acceptMessages)},
+        {"answer-inside", SetSwitch(&SimSettings::answerInside)},
         {"key", ParseKey},
         {"type",
          SetNumber<std::int32_t>("a signed 32-bit type",
