@@ -1,22 +1,13 @@
 #!/usr/bin/env python3
 """lumo-client drives lumo-sim, each a separate Wine process: every command form goes once
-through a real WM_COPYDATA, and the service's side reads its bytes with its own decoder.
-
-usage: client_commands_e2e.py --bin DIR --wine scripts/wine.sh [unittest arguments]
-"""
-import argparse
+through a real WM_COPYDATA, and the service's side reads its bytes with its own decoder."""
 import hashlib
-import os
 import shutil
 import struct
-import sys
 import tempfile
 import unittest
 
-from wine_program import Program, windows_path
-
-BIN = None
-WINE = None
+from wine_program import main, start, stop_all, write_script
 
 SERVICE_WINDOW = "LUMO_SIM_SERVICE"
 DATA_REPLY_HEADER = bytes(range(48))
@@ -101,28 +92,20 @@ wait-unregistered 60000
 class ClientCommandsTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.workdir = tempfile.mkdtemp(prefix="client-commands-")
-        service_script = os.path.join(cls.workdir, "service.txt")
-        with open(service_script, "w") as f:
-            f.write(SERVICE_SCRIPT)
-        client_script = os.path.join(cls.workdir, "client.txt")
-        with open(client_script, "w", encoding="utf-8") as f:
-            f.write("# every command form once\ndisplay-text owner\n")
-            f.write("".join(line + "\n" for line, _, _ in FORMS))
-        exe = lambda name: os.path.join(BIN, name + ".exe")
-        cls.service = Program(WINE, "lumo-sim", exe("lumo-sim"),
-                              ["--script", windows_path(service_script)])
+        cls.workdir, cls.programs = tempfile.mkdtemp(prefix="client-commands-"), []
+        lines = "display-text owner\n" + "".join(line + "\n" for line, _, _ in FORMS)
+        cls.service = start(cls.programs, "lumo-sim", "lumo-sim.exe",
+                            ["--script", write_script(cls.workdir, "service", SERVICE_SCRIPT)])
         cls.service.wait_for("window-created")
-        cls.client = Program(WINE, "lumo-client", exe("lumo-client"),
-                             ["--wait-ms", "3000", "--service-window", SERVICE_WINDOW,
-                              "--script", windows_path(client_script)])
+        cls.client = start(cls.programs, "lumo-client", "lumo-client.exe",
+                           ["--wait-ms", "3000", "--service-window", SERVICE_WINDOW,
+                            "--script", write_script(cls.workdir, "client", lines)])
         cls.client_status = cls.client.finish(timeout_s=120)
         cls.service.finish()
 
     @classmethod
     def tearDownClass(cls):
-        cls.client.stop()
-        cls.service.stop()
+        stop_all(cls.programs)
         shutil.rmtree(cls.workdir, ignore_errors=True)
 
     def requests(self):
@@ -179,58 +162,45 @@ class ClientCommandsTest(unittest.TestCase):
         self.assertEqual(self.service.events("client-forgotten")[0]["reason"], "unregistered")
 
 
-class LumoClientCommandLineTest(unittest.TestCase):
-    def run_client(self, args):
-        client = Program(WINE, "lumo-client", os.path.join(BIN, "lumo-client.exe"), args)
-        return client.finish(), client.text()
+class LumoClientAloneTest(unittest.TestCase):
+    def setUp(self):
+        self.workdir, self.programs = tempfile.mkdtemp(prefix="lumo-client-"), []
+
+    def tearDown(self):
+        stop_all(self.programs)
+        shutil.rmtree(self.workdir, ignore_errors=True)
+
+    def run_client(self, *args):
+        client = start(self.programs, "lumo-client", "lumo-client.exe", list(args))
+        return client.finish(), client
 
     def test_params_lists_the_table_without_a_service(self):
-        status, text = self.run_client(["params"])
+        status, client = self.run_client("params")
         self.assertEqual(status, 0)
-        lines = text.splitlines()
+        lines = client.text().splitlines()
         self.assertEqual(len(lines), 33)
         self.assertEqual(lines[0], '{"id":1,"name":"Language","valueType":1,"category":1}')
 
     def test_a_bad_command_sends_nothing_and_a_missing_service_fails(self):
-        status, text = self.run_client(["request", "2100", "hex:01"])
+        status, client = self.run_client("request", "2100", "hex:01")
         self.assertEqual(status, 2)
-        self.assertIn("line 1: request 2100: 2100 takes exactly 2 bytes", text)
-        status, text = self.run_client(["--wait-ms", "300", "request", "2013"])
+        self.assertIn("line 1: request 2100: 2100 takes exactly 2 bytes", client.text())
+        status, client = self.run_client("--wait-ms", "300", "request", "2013")
         self.assertEqual(status, 1)
-        self.assertIn("no service registered this client within 300 ms", text)
+        self.assertIn("no service registered this client within 300 ms", client.text())
 
-
-class RegistrationRefusedTest(unittest.TestCase):
     def test_a_service_refuses_a_token_made_with_another_key(self):
-        workdir = tempfile.mkdtemp(prefix="refused-")
-        try:
-            script = os.path.join(workdir, "service.txt")
-            with open(script, "w") as f:
-                f.write("set key 0102030405060708\nwait 4000\n")
-            service = Program(WINE, "lumo-sim", os.path.join(BIN, "lumo-sim.exe"),
-                              ["--script", windows_path(script)])
-            service.wait_for("window-created")
-            client = Program(WINE, "lumo-client", os.path.join(BIN, "lumo-client.exe"),
-                             ["--wait-ms", "1500", "--service-window", SERVICE_WINDOW,
-                              "request", "2013"])
-            self.assertEqual(client.finish(), 1, client.text())
-            service.finish()
-            registration = service.wait_for("received", messageId=2000)
-            self.assertEqual((registration["refused"], registration["answer"]), ("token", 0))
-            self.assertEqual(service.events("client-registered"), [])
-            self.assertEqual([r for r in client.records() if "sent" in r], [])
-        finally:
-            shutil.rmtree(workdir, ignore_errors=True)
-
-
-def main():
-    global BIN, WINE
-    parser = argparse.ArgumentParser()
-    parser.add_argument("--bin", required=True)
-    parser.add_argument("--wine", required=True)
-    args, rest = parser.parse_known_args()
-    BIN, WINE = args.bin, args.wine
-    unittest.main(argv=[sys.argv[0]] + rest, verbosity=2)
+        service = start(self.programs, "lumo-sim", "lumo-sim.exe", ["--script", write_script(
+            self.workdir, "service", "set key 0102030405060708\nwait 4000\n")])
+        service.wait_for("window-created")
+        status, client = self.run_client("--wait-ms", "1500", "--service-window",
+                                         SERVICE_WINDOW, "request", "2013")
+        self.assertEqual(status, 1, client.text())
+        service.finish()
+        registration = service.wait_for("received", messageId=2000)
+        self.assertEqual((registration["refused"], registration["answer"]), ("token", 0))
+        self.assertEqual(service.events("client-registered"), [])
+        self.assertEqual([r for r in client.records() if "sent" in r], [])
 
 
 if __name__ == "__main__":
