@@ -103,6 +103,16 @@ TEST_P(WindowStateMachine, WalksItsTransitions) {
         {"refuse", [&] { first.Refuse(); }},
         {"reset", [&] { m_window->Reset(); }},
         {"check", [&] { m_window->CheckServer(); }},
+        // The service says goodbye from inside whatever it is sent next.
+        {"leave-on-send",
+         [&] {
+             m_desktop.SetPeerHandler(first.Window(), [&](const std::vector<std::uint8_t>&) {
+                 first.Tell(m_window->Handle(), 1005);
+             });
+         }},
+        {"by-handle", [&] { m_window->ServerAvailable(first.Window()); }},
+        {"by-handle-other", [&] { m_window->ServerAvailable(other.Window()); }},
+        {"close", [&] { m_window.reset(); }},
     };
     std::istringstream steps(scenario.steps);
     for (std::string step; steps >> step;) {
@@ -128,6 +138,8 @@ const Scenario kScenarios[] = {
     {"RefusedAutoRegistrationIsRetriedByHand", kAutoRegister, "refuse announce register", "available first:2000 first:2000 =3"},
     {"ResetForgetsSilentlyAndAcceptsTheNextAnnouncement", kAutoRegister, "announce reset announce-other", "available first:2000 registered available other:2000 registered"},
     {"ResetLeavesTheTimerRunning", kManualRegister, "announce reset tick", "available down"},
+    {"AServerLostDuringTheRegistrationDoesNotCount", kAutoRegister, "leave-on-send announce register announce-other", "available down message:1005/32 =10 available other:2000 registered"},
+    {"AServerByHandleActsAsTheAnnouncementAndClosingDoesNotUnregister", kAutoRegister, "by-handle by-handle-other close", "available first:2000 registered"},
     // clang-format on
 };
 
@@ -255,40 +267,6 @@ TEST_F(WindowsMessagingWindowTest, SendRawConcatenatesWithoutHeader) {
     EXPECT_EQ(service.Received().back()[1], 2);
     service.Refuse();
     EXPECT_EQ(m_window->SendRaw(to, a, 2, nullptr, 0, nullptr, 0), LUMO_EXECUTION_FAILED);
-}
-
-TEST_F(WindowsMessagingWindowTest,
-       ServerByHandleActsAsTheAnnouncementAndDestructionDoesNotUnregister) {
-    ServicePeer service(m_desktop);
-    Open(kAutoRegister);
-    m_window->ServerAvailable(service.Window());
-    m_window->ServerAvailable(service.Window() + 0x10);
-    EXPECT_EQ(m_window->ServerWindow(), service.Window());
-    const WindowHandle handle = m_window->Handle();
-    m_window.reset();
-    EXPECT_FALSE(m_desktop.IsWindow(handle));
-    EXPECT_EQ(service.ReceivedCodes(), (std::vector<std::uint32_t>{2000}));
-    EXPECT_EQ(Log(), "available registered");
-}
-
-// A service that shuts down while it is taking the registration (its 1005 arrives inside
-// the send): the registration does not count, and the next service is registered with.
-TEST_F(WindowsMessagingWindowTest, AServerLostDuringTheRegistrationIsNotRegisteredWith) {
-    ServicePeer leaving(m_desktop);
-    Open(kAutoRegister);
-    m_desktop.SetPeerHandler(leaving.Window(), [&](const std::vector<std::uint8_t>&) {
-        leaving.Tell(m_window->Handle(), 1005);
-    });
-    leaving.Announce();
-    EXPECT_EQ(Log(), "available down message:1005/32");
-    EXPECT_FALSE(m_window->IsRegistered());
-    EXPECT_EQ(m_window->ServerWindow(), 0u);
-
-    ServicePeer next(m_desktop);
-    next.Announce();
-    EXPECT_EQ(next.ReceivedCodes(), (std::vector<std::uint32_t>{2000}));
-    EXPECT_TRUE(m_window->IsRegistered());
-    EXPECT_EQ(Log(), "available down message:1005/32 available registered");
 }
 
 // A listener that ends the session from its callbacks: the window must not touch itself
