@@ -54,15 +54,17 @@ TEST_F(CoreTest, RoutesByCodeAndRepliesByTheCodeTheyAnswer) {
         const char* name;
         bool replyHandler, defaultHandler;
         std::uint32_t messageId, argument1;
+        std::vector<std::uint8_t> payload;
         std::vector<std::string> expected;
     } cases[] = {
         // clang-format off
-        {"code with a handler", true, true, 2013, 0, {"h2013(2013,0,0)"}},
-        {"reply to a code with a handler", true, true, 1004, 2013, {"h2013(1004,2013,0)"}},
-        {"reply to a code without one", true, true, 1004, 2999, {"h1004(1004,2999,0)"}},
-        {"unclaimed reply, no 1004 handler", false, true, 1004, 2999, {"default(1004,2999,0)"}},
-        {"unknown code", true, true, 3333, 2013, {"default(3333,2013,0)"}},
-        {"unclaimed reply, nothing else", false, false, 1004, 2999, {}},
+        {"code with a handler", true, true, 2013, 0, {}, {"h2013(2013,0,0)"}},
+        {"payload behind the header", true, true, 2013, 5, {9, 8, 7}, {"h2013(2013,5,3,9,8,7)"}},
+        {"reply to a code with a handler", true, true, 1004, 2013, {}, {"h2013(1004,2013,0)"}},
+        {"reply to a code without one", true, true, 1004, 2999, {}, {"h1004(1004,2999,0)"}},
+        {"unclaimed reply, no 1004 handler", false, true, 1004, 2999, {}, {"default(1004,2999,0)"}},
+        {"unknown code", true, true, 3333, 2013, {}, {"default(3333,2013,0)"}},
+        {"unclaimed reply, nothing else", false, false, 1004, 2999, {}, {}},
         // clang-format on
     };
     for (const auto& each : cases) {
@@ -80,20 +82,13 @@ TEST_F(CoreTest, RoutesByCodeAndRepliesByTheCodeTheyAnswer) {
         }
         core.Start(0, kManualRegister);
         const std::uint32_t countBefore = core.MessageCount();
-        service.Tell(desktop.CreatedWindows().at(0), each.messageId, each.argument1);
+        service.Tell(desktop.CreatedWindows().at(0), each.messageId, each.argument1, 0,
+                     each.payload);
         EXPECT_EQ(m_log, each.expected) << each.name;
         // Dropped or not, every message counts and stamps the time.
         EXPECT_EQ(core.MessageCount(), countBefore + 1) << each.name;
         EXPECT_NE(core.LastMessageTime().year, 0) << each.name;
     }
-}
-
-TEST_F(CoreTest, HandlerGetsThePayloadBehindTheHeader) {
-    m_core.AddMessageHandler(1000, Note("h"));
-    Connect(kManualRegister);
-    Tell(1000, 5, 6, {9, 8, 7});
-    Tell(1000, 5, 6);
-    EXPECT_EQ(m_log, (std::vector<std::string>{"h(1000,5,3,9,8,7)", "h(1000,5,0)"}));
 }
 
 TEST_F(CoreTest, HandlerTablesReplaceRemoveAndClear) {
@@ -115,26 +110,21 @@ TEST_F(CoreTest, HandlerTablesReplaceRemoveAndClear) {
     EXPECT_EQ(serverAvailable, 1);
 }
 
-TEST_F(CoreTest, EmptyHandlersRaiseBadFunctionCall) {
-    m_core.AddMessageHandler(2013, LumoMessageHandler{});
-    Connect(kManualRegister);
-    EXPECT_THROW(Tell(2013), std::bad_function_call);
-    EXPECT_EQ(m_core.MessageCount(), 1u);
-
-    m_core.SetEventHandler(LumoCoreEvent::Registered, LumoEventHandler{});
-    EXPECT_THROW(m_core.Register(), std::bad_function_call);
-    EXPECT_TRUE(m_core.IsRegistered()) << "the flag changes before the handler runs";
-}
-
-TEST_F(CoreTest, HandlerExceptionLeavesTheCoreAsItWas) {
+TEST_F(CoreTest, AThrowingOrEmptyHandlerLeavesTheCoreAsItWas) {
     m_core.AddMessageHandler(2013, [](const sLUMOChunk&, char*, std::uint64_t) {
         throw std::runtime_error("handler failed");
     });
+    m_core.AddMessageHandler(2014, LumoMessageHandler{});
     Connect();
     EXPECT_THROW(Tell(2013), std::runtime_error);
-    EXPECT_TRUE(m_core.IsRegistered());
-    EXPECT_TRUE(m_core.IsServerAvailable());
+    EXPECT_THROW(Tell(2014), std::bad_function_call);
+    EXPECT_EQ(m_core.MessageCount(), 2u);
+    EXPECT_TRUE(m_core.IsRegistered() && m_core.IsServerAvailable());
     EXPECT_EQ(m_core.Send(2005, nullptr, 0, 0, 0), LUMO_SUCCESS);
+
+    m_core.SetEventHandler(LumoCoreEvent::Unregistered, LumoEventHandler{});
+    EXPECT_THROW(m_core.Unregister(), std::bad_function_call);
+    EXPECT_FALSE(m_core.IsRegistered()) << "the flag changes before the handler runs";
 }
 
 TEST_F(CoreTest, ConnectionEventsFireAfterTheFlagsChanged) {

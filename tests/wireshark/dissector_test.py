@@ -38,18 +38,6 @@ def write_capture(path, datagrams):
             f.write(packet)
 
 
-def tshark_command(capture, lua):
-    command = ["tshark", "-n", "-X", "lua_script:" + lua, "-r", capture,
-               "-T", "fields", "-E", "separator=|", "-E", "occurrence=a", "-E",
-               "aggregator=;"]
-    for field in FIELDS:
-        command += ["-e", field]
-    # Reading a capture needs no rights: run as an ordinary user where we are root.
-    if os.geteuid() == 0:
-        command = ["setpriv", "--reuid=nobody", "--regid=nogroup", "--clear-groups"] + command
-    return command
-
-
 class DissectorTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -65,7 +53,13 @@ class DissectorTest(unittest.TestCase):
         lua = os.path.join(cls.workdir, os.path.basename(LUA))
         shutil.copyfile(LUA, lua)
         os.chmod(lua, 0o644)
-        result = subprocess.run(tshark_command(capture, lua), capture_output=True, text=True,
+        command = ["tshark", "-n", "-X", "lua_script:" + lua, "-r", capture, "-T", "fields",
+                   "-E", "separator=|", "-E", "occurrence=a", "-E", "aggregator=;"]
+        command += [arg for field in FIELDS for arg in ("-e", field)]
+        # Reading a capture needs no rights: run as an ordinary user where we are root.
+        if os.geteuid() == 0:
+            command = ["setpriv", "--reuid=nobody", "--regid=nogroup", "--clear-groups"] + command
+        result = subprocess.run(command, capture_output=True, text=True,
                                 env=dict(os.environ, HOME=cls.workdir), cwd=cls.workdir)
         if result.returncode != 0:
             raise AssertionError("tshark failed:\n" + result.stderr)
@@ -103,15 +97,10 @@ class DissectorTest(unittest.TestCase):
                 self.assertEqual(self.rows[label]["_ws.expert.message"].split(";"), messages)
 
 
-def main():
-    global SAMPLES, LUA
+if __name__ == "__main__":
     parser = argparse.ArgumentParser()
     parser.add_argument("--samples", required=True)
     parser.add_argument("--lua", required=True)
     args, rest = parser.parse_known_args()
     SAMPLES, LUA = args.samples, args.lua
     unittest.main(argv=[sys.argv[0]] + rest, verbosity=2)
-
-
-if __name__ == "__main__":
-    main()
