@@ -37,14 +37,6 @@ int FakeSocketSystem::Startup(std::uint16_t /*requestedVersion*/, std::uint16_t&
     return startupError;
 }
 
-void FakeSocketSystem::Cleanup() {
-    ++cleanups;
-}
-
-int FakeSocketSystem::LastError() {
-    return m_lastError;
-}
-
 int FakeSocketSystem::Open(SocketKind /*kind*/, SocketHandle& handle) {
     if (const int error = Call("Open"); error != 0) {
         handle = kNoSocket;
@@ -65,22 +57,6 @@ int FakeSocketSystem::CloseSocket(SocketHandle handle) {
     return 0;
 }
 
-int FakeSocketSystem::SetNonBlockingMode(SocketHandle, bool) {
-    return Call("SetNonBlockingMode");
-}
-
-int FakeSocketSystem::Bind(SocketHandle, const SocketAddressV4&) {
-    return Call("Bind");
-}
-
-int FakeSocketSystem::Listen(SocketHandle, int) {
-    return Call("Listen");
-}
-
-int FakeSocketSystem::Connect(SocketHandle, const SocketAddressV4&) {
-    return Call("Connect");
-}
-
 int FakeSocketSystem::Accept(SocketHandle, SocketHandle& accepted, SocketAddressV4&) {
     if (const int error = Call("Accept"); error != 0) {
         return error;
@@ -88,10 +64,6 @@ int FakeSocketSystem::Accept(SocketHandle, SocketHandle& accepted, SocketAddress
     accepted = m_nextHandle++;
     m_open.push_back(accepted);
     return 0;
-}
-
-int FakeSocketSystem::PeerName(SocketHandle, SocketAddressV4&) {
-    return Call("PeerName");
 }
 
 int FakeSocketSystem::Wait(SocketHandle, WaitFor, const WaitTime*, int& readyCount) {
@@ -124,40 +96,12 @@ int FakeSocketSystem::Send(SocketHandle, const char*, unsigned length, unsigned&
     return 0;
 }
 
-int FakeSocketSystem::Receive(SocketHandle, char*, unsigned, unsigned& received) {
-    received = 0;
-    return Call("Receive");
-}
-
-int FakeSocketSystem::ReceiveFrom(SocketHandle, char*, unsigned, unsigned& received,
-                                  SocketAddressV4&) {
-    received = 0;
-    return Call("ReceiveFrom");
-}
-
 int FakeSocketSystem::SetMulticastInterface(SocketHandle handle, std::uint32_t interfaceAddress) {
     if (const int error = Call("SetMulticastInterface"); error != 0) {
         return error;
     }
     m_sendInterfaces[handle] = AddressToText(interfaceAddress);
     return 0;
-}
-
-int FakeSocketSystem::ChangeMembership(SocketHandle, MembershipChange, std::uint32_t,
-                                       std::uint32_t) {
-    return Call("ChangeMembership");
-}
-
-int FakeSocketSystem::SetReceiveBufferSize(SocketHandle, int) {
-    return Call("SetReceiveBufferSize");
-}
-
-int FakeSocketSystem::SetNoDelay(SocketHandle, bool) {
-    return Call("SetNoDelay");
-}
-
-int FakeSocketSystem::SetKeepAlive(SocketHandle, bool, unsigned, unsigned) {
-    return Call("SetKeepAlive");
 }
 
 EventHandle FakeSocketSystem::NewEvent() {
@@ -167,19 +111,6 @@ EventHandle FakeSocketSystem::NewEvent() {
     }
     ++openEvents;
     return m_nextEvent++;
-}
-
-void FakeSocketSystem::CloseEvent(EventHandle) {
-    calls.push_back("CloseEvent");
-    --openEvents;
-}
-
-int FakeSocketSystem::SelectEvents(SocketHandle, EventHandle, unsigned) {
-    return Call("SelectEvents");
-}
-
-int FakeSocketSystem::EnumNetworkEvents(SocketHandle, EventHandle) {
-    return Call("EnumNetworkEvents");
 }
 
 int FakeSocketSystem::HostName(char* buffer, unsigned size) {
@@ -201,15 +132,6 @@ int FakeSocketSystem::HostByName(const char*, HostEntry& entry) {
         entry.addresses.push_back(AddressFromText(address.c_str()));
     }
     return 0;
-}
-
-int FakeSocketSystem::FindReceiveMessageFunction(SocketHandle, void*& function) {
-    function = this;
-    return Call("FindReceiveMessageFunction");
-}
-
-int FakeSocketSystem::SetPacketInfo(SocketHandle, bool) {
-    return Call("SetPacketInfo");
 }
 
 int FakeSocketSystem::ReceiveMessage(void*, SocketHandle, char*, unsigned, char*, unsigned,

@@ -1,4 +1,4 @@
-// Keeps every debugger text in the order written, narrow and wide apart.
+// Keeps every debugger text, narrow and wide apart, each in the order written.
 #pragma once
 
 #include <mutex>
@@ -11,22 +11,32 @@ namespace Orvane::Platform::Testing {
 
 class FakeDebugOutput final : public DebugOutput {
   public:
-    struct Text {
-        bool wide;
-        std::string narrow;
-        std::wstring wideText;
-    };
+    void Write(const char* text) override {
+        std::lock_guard lock(mutex_);
+        narrow_.push_back(text);
+    }
+    void Write(const wchar_t* text) override {
+        std::lock_guard lock(mutex_);
+        wide_.push_back(text);
+    }
 
-    void Write(const char* text) override;
-    void Write(const wchar_t* text) override;
-
-    std::vector<Text> Texts() const;
-    std::vector<std::string> NarrowTexts() const;
-    std::vector<std::wstring> WideTexts() const;
+    std::size_t Count() const {
+        std::lock_guard lock(mutex_);
+        return narrow_.size() + wide_.size();
+    }
+    std::vector<std::string> NarrowTexts() const {
+        std::lock_guard lock(mutex_);
+        return narrow_;
+    }
+    std::vector<std::wstring> WideTexts() const {
+        std::lock_guard lock(mutex_);
+        return wide_;
+    }
 
   private:
     mutable std::mutex mutex_;
-    std::vector<Text> texts_;
+    std::vector<std::string> narrow_;
+    std::vector<std::wstring> wide_;
 };
 
 }  // namespace Orvane::Platform::Testing

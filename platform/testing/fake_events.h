@@ -12,9 +12,15 @@ class FakeEvents final : public Events {
   public:
     explicit FakeEvents(FakeKernelObjects& objects) : objects_(objects) {}
 
-    KernelHandle CreateAutoResetEvent() override;
-    bool Set(KernelHandle event) override;
-    bool Close(KernelHandle event) override;
+    KernelHandle CreateAutoResetEvent() override {
+        return failCreation_ ? nullptr : objects_.Create(false);
+    }
+    bool Set(KernelHandle event) override { return objects_.Set(event); }
+    bool Close(KernelHandle event) override {
+        const bool closed = objects_.Close(event);
+        closed_ += closed ? 1 : 0;
+        return closed;
+    }
 
     void FailCreation(bool fail) { failCreation_ = fail; }
     int ClosedCount() const { return closed_; }

@@ -22,18 +22,15 @@ std::vector<std::uint8_t> MessageBytes(std::uint32_t code, const std::uint8_t* d
 
 std::uint32_t FakeIpcLibrary::Initialize() {
     std::lock_guard lock(mutex_);
-    std::uint32_t result = 0;
-    if (!TakeFailure(Call::Initialize, &result)) {
-        initialized_ = true;
-    }
-    return result;
+    const auto failure = TakeFailure(Call::Initialize);
+    initialized_ = initialized_ || !failure;
+    return failure.value_or(0);
 }
 
 std::uint32_t FakeIpcLibrary::CreateChannel(const char* name, std::uint32_t* channel) {
     std::lock_guard lock(mutex_);
-    std::uint32_t result = 0;
-    if (TakeFailure(Call::Create, &result)) {
-        return result;
+    if (const auto failure = TakeFailure(Call::Create)) {
+        return *failure;
     }
     if (!initialized_) {
         return kNotInitialized;
@@ -51,9 +48,8 @@ std::uint32_t FakeIpcLibrary::CreateChannel(const char* name, std::uint32_t* cha
 
 std::uint32_t FakeIpcLibrary::OpenChannel(const char* name, std::uint32_t* channel) {
     std::lock_guard lock(mutex_);
-    std::uint32_t result = 0;
-    if (TakeFailure(Call::Open, &result)) {
-        return result;
+    if (const auto failure = TakeFailure(Call::Open)) {
+        return *failure;
     }
     if (!initialized_) {
         return kNotInitialized;
@@ -71,9 +67,8 @@ std::uint32_t FakeIpcLibrary::OpenChannel(const char* name, std::uint32_t* chann
 
 std::uint32_t FakeIpcLibrary::GetDataReadyEvent(std::uint32_t channel, KernelHandle* event) {
     std::lock_guard lock(mutex_);
-    std::uint32_t result = 0;
-    if (TakeFailure(Call::GetDataReadyEvent, &result)) {
-        return result;
+    if (const auto failure = TakeFailure(Call::GetDataReadyEvent)) {
+        return *failure;
     }
     Channel* found = Find(channel);
     if (found == nullptr || event == nullptr) {
@@ -89,9 +84,8 @@ std::uint32_t FakeIpcLibrary::GetDataReadyEvent(std::uint32_t channel, KernelHan
 std::uint32_t FakeIpcLibrary::ReadChannel(void* buffer, std::uint32_t channel, std::uint32_t size,
                                           std::uint32_t* bytesRead, std::uint32_t) {
     std::lock_guard lock(mutex_);
-    std::uint32_t result = 0;
-    if (TakeFailure(Call::Read, &result)) {
-        return result;
+    if (const auto failure = TakeFailure(Call::Read)) {
+        return *failure;
     }
     Channel* found = Find(channel);
     if (found == nullptr) {
@@ -127,9 +121,8 @@ std::uint32_t FakeIpcLibrary::WriteChannelWithDataBuffer(std::uint32_t target,
                                                          const char* targetName, const void* data,
                                                          std::uint32_t length, std::uint32_t code) {
     std::lock_guard lock(mutex_);
-    std::uint32_t result = 0;
-    if (TakeFailure(Call::Write, &result)) {
-        return result;
+    if (const auto failure = TakeFailure(Call::Write)) {
+        return *failure;
     }
     Channel* found = Find(target);
     if (found == nullptr) {
@@ -157,9 +150,8 @@ std::uint32_t FakeIpcLibrary::WriteChannelWithDataBuffer(std::uint32_t target,
 
 std::uint32_t FakeIpcLibrary::CloseChannel(std::uint32_t channel) {
     std::lock_guard lock(mutex_);
-    std::uint32_t result = 0;
-    if (TakeFailure(Call::Close, &result)) {
-        return result;
+    if (const auto failure = TakeFailure(Call::Close)) {
+        return *failure;
     }
     const auto found = channels_.find(channel);
     if (found == channels_.end()) {
@@ -171,16 +163,6 @@ std::uint32_t FakeIpcLibrary::CloseChannel(std::uint32_t channel) {
     channels_.erase(found);
     closed_.push_back(channel);
     return 0;
-}
-
-void FakeIpcLibrary::AddPeerChannel(const std::string& name) {
-    std::lock_guard lock(mutex_);
-    peers_.insert(name);
-}
-
-void FakeIpcLibrary::RemovePeerChannel(const std::string& name) {
-    std::lock_guard lock(mutex_);
-    peers_.erase(name);
 }
 
 void FakeIpcLibrary::Deliver(const std::string& name, std::uint32_t code,
@@ -196,31 +178,6 @@ void FakeIpcLibrary::DeliverRaw(const std::string& name, const std::vector<std::
     }
 }
 
-void FakeIpcLibrary::FailNext(Call call, std::uint32_t result) {
-    std::lock_guard lock(mutex_);
-    failures_[call].push_back(result);
-}
-
-void FakeIpcLibrary::SetNextHandle(std::uint32_t handle) {
-    std::lock_guard lock(mutex_);
-    nextHandle_ = handle;
-}
-
-std::vector<FakeIpcLibrary::Call> FakeIpcLibrary::Calls() const {
-    std::lock_guard lock(mutex_);
-    return calls_;
-}
-
-std::vector<FakeIpcLibrary::SentMessage> FakeIpcLibrary::Sent() const {
-    std::lock_guard lock(mutex_);
-    return sent_;
-}
-
-std::vector<std::uint32_t> FakeIpcLibrary::Closed() const {
-    std::lock_guard lock(mutex_);
-    return closed_;
-}
-
 std::uint32_t FakeIpcLibrary::OwnChannel(const std::string& name) const {
     std::lock_guard lock(mutex_);
     for (const auto& [handle, channel] : channels_) {
@@ -231,15 +188,15 @@ std::uint32_t FakeIpcLibrary::OwnChannel(const std::string& name) const {
     return 0;
 }
 
-bool FakeIpcLibrary::TakeFailure(Call call, std::uint32_t* result) {
+std::optional<std::uint32_t> FakeIpcLibrary::TakeFailure(Call call) {
     calls_.push_back(call);
     auto& queued = failures_[call];
     if (queued.empty()) {
-        return false;
+        return std::nullopt;
     }
-    *result = queued.front();
+    const std::uint32_t result = queued.front();
     queued.pop_front();
-    return true;
+    return result;
 }
 
 FakeIpcLibrary::Channel* FakeIpcLibrary::Find(std::uint32_t channel) {

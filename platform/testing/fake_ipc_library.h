@@ -9,6 +9,7 @@
 #include <deque>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -19,6 +20,12 @@
 namespace Orvane::Platform::Testing {
 
 class FakeIpcLibrary final : public IpcLibrary {
+    template <class Action>
+    auto Locked(Action action) const {
+        std::lock_guard lock(mutex_);
+        return action();
+    }
+
   public:
     enum class Call { Initialize, Create, Open, GetDataReadyEvent, Read, Write, Close };
     struct SentMessage {
@@ -54,21 +61,35 @@ class FakeIpcLibrary final : public IpcLibrary {
 
     // Another process's channel of that name comes into being, or goes away (writes to it
     // then fail).
-    void AddPeerChannel(const std::string& name);
-    void RemovePeerChannel(const std::string& name);
+    void AddPeerChannel(const std::string& name) {
+        Locked([&] { peers_.insert(name); });
+    }
+    void RemovePeerChannel(const std::string& name) {
+        Locked([&] { peers_.erase(name); });
+    }
     // Queues a message on an own channel as a writer would: the code, then the data.
     void Deliver(const std::string& name, std::uint32_t code,
                  const std::vector<std::uint8_t>& data = {});
     // Queues exactly these bytes, for messages no well-behaved writer produces.
     void DeliverRaw(const std::string& name, const std::vector<std::uint8_t>& bytes);
     // The next call of that kind returns the code without doing anything.
-    void FailNext(Call call, std::uint32_t result);
+    void FailNext(Call call, std::uint32_t result) {
+        Locked([&] { failures_[call].push_back(result); });
+    }
     // The handle the next created or opened channel gets; later ones count up from it.
-    void SetNextHandle(std::uint32_t handle);
+    void SetNextHandle(std::uint32_t handle) {
+        Locked([&] { nextHandle_ = handle; });
+    }
 
-    std::vector<Call> Calls() const;
-    std::vector<SentMessage> Sent() const;
-    std::vector<std::uint32_t> Closed() const;
+    std::vector<Call> Calls() const {
+        return Locked([&] { return calls_; });
+    }
+    std::vector<SentMessage> Sent() const {
+        return Locked([&] { return sent_; });
+    }
+    std::vector<std::uint32_t> Closed() const {
+        return Locked([&] { return closed_; });
+    }
     // The handle of the open own channel of that name, 0 when there is none.
     std::uint32_t OwnChannel(const std::string& name) const;
 
@@ -80,7 +101,7 @@ class FakeIpcLibrary final : public IpcLibrary {
         std::deque<std::vector<std::uint8_t>> queue;
     };
 
-    bool TakeFailure(Call call, std::uint32_t* result);
+    std::optional<std::uint32_t> TakeFailure(Call call);
     Channel* Find(std::uint32_t channel);
     Channel* FindOwn(const std::string& name);
     void Queue(Channel& channel, std::vector<std::uint8_t> bytes);

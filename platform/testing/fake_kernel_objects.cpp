@@ -13,72 +13,30 @@ KernelHandle FakeKernelObjects::Create(bool manualReset) {
     return handle;
 }
 
-bool FakeKernelObjects::Set(KernelHandle object) {
+bool FakeKernelObjects::SetState(KernelHandle object, bool signalled) {
     std::lock_guard lock(mutex_);
-    Object* found = Find(object);
-    if (found != nullptr) {
-        found->signalled = true;
+    const auto found = objects_.find(object);
+    if (found != objects_.end()) {
+        found->second.signalled = signalled;
     }
-    return found != nullptr;
-}
-
-bool FakeKernelObjects::Reset(KernelHandle object) {
-    std::lock_guard lock(mutex_);
-    Object* found = Find(object);
-    if (found != nullptr) {
-        found->signalled = false;
-    }
-    return found != nullptr;
-}
-
-bool FakeKernelObjects::Close(KernelHandle object) {
-    std::lock_guard lock(mutex_);
-    return objects_.erase(object) == 1;
-}
-
-bool FakeKernelObjects::IsOpen(KernelHandle object) const {
-    std::lock_guard lock(mutex_);
-    return Find(object) != nullptr;
-}
-
-bool FakeKernelObjects::IsSignalled(KernelHandle object) const {
-    std::lock_guard lock(mutex_);
-    const Object* found = Find(object);
-    return found != nullptr && found->signalled;
-}
-
-std::size_t FakeKernelObjects::OpenCount() const {
-    std::lock_guard lock(mutex_);
-    return objects_.size();
+    return found != objects_.end();
 }
 
 std::uint32_t FakeKernelObjects::AcquireFirst(std::uint32_t count, const KernelHandle* handles) {
     std::lock_guard lock(mutex_);
     for (std::uint32_t i = 0; i < count; ++i) {
-        if (Find(handles[i]) == nullptr) {
+        if (objects_.count(handles[i]) == 0) {
             return kWaitFailed;
         }
     }
     for (std::uint32_t i = 0; i < count; ++i) {
-        Object* object = Find(handles[i]);
-        if (object->signalled) {
-            if (!object->manualReset) {
-                object->signalled = false;
-            }
+        Object& object = objects_.at(handles[i]);
+        if (object.signalled) {
+            object.signalled = object.manualReset;
             return kWaitObject0 + i;
         }
     }
     return kWaitTimeout;
-}
-
-FakeKernelObjects::Object* FakeKernelObjects::Find(KernelHandle object) {
-    const auto found = objects_.find(object);
-    return found == objects_.end() ? nullptr : &found->second;
-}
-
-const FakeKernelObjects::Object* FakeKernelObjects::Find(KernelHandle object) const {
-    const auto found = objects_.find(object);
-    return found == objects_.end() ? nullptr : &found->second;
 }
 
 }  // namespace Orvane::Platform::Testing

@@ -13,13 +13,26 @@ namespace Orvane::Platform::Testing {
 class FakeKernelObjects {
   public:
     KernelHandle Create(bool manualReset);
-    bool Set(KernelHandle object);
-    bool Reset(KernelHandle object);
-    bool Close(KernelHandle object);
+    bool Set(KernelHandle object) { return SetState(object, true); }
+    bool Reset(KernelHandle object) { return SetState(object, false); }
+    bool Close(KernelHandle object) {
+        std::lock_guard lock(mutex_);
+        return objects_.erase(object) == 1;
+    }
 
-    bool IsOpen(KernelHandle object) const;
-    bool IsSignalled(KernelHandle object) const;
-    std::size_t OpenCount() const;
+    bool IsOpen(KernelHandle object) const {
+        std::lock_guard lock(mutex_);
+        return objects_.count(object) == 1;
+    }
+    bool IsSignalled(KernelHandle object) const {
+        std::lock_guard lock(mutex_);
+        const auto found = objects_.find(object);
+        return found != objects_.end() && found->second.signalled;
+    }
+    std::size_t OpenCount() const {
+        std::lock_guard lock(mutex_);
+        return objects_.size();
+    }
 
     // What a wait on the handles finds: the index of the first signalled one (an auto-reset
     // object is consumed by it), kWaitTimeout when none is, kWaitFailed when one is not open.
@@ -30,8 +43,7 @@ class FakeKernelObjects {
         bool manualReset;
         bool signalled;
     };
-    Object* Find(KernelHandle object);
-    const Object* Find(KernelHandle object) const;
+    bool SetState(KernelHandle object, bool signalled);
 
     mutable std::mutex mutex_;
     std::map<KernelHandle, Object> objects_;

@@ -30,14 +30,10 @@ std::uint32_t FakeMessageWait::WaitForObjectsOrInput(std::uint32_t count,
         budgetSpent_ = true;
         lastError_ = kBudgetSpentError;
         result = kWaitFailed;
-    } else if (!scriptedWaits_.empty()) {
-        result = scriptedWaits_.front();
-        scriptedWaits_.pop_front();
     } else {
-        result = objects_.AcquireFirst(count, handles);
-        if (result == kWaitFailed) {
-            lastError_ = kErrorInvalidHandle;
-        } else if (result == kWaitTimeout && !input_.empty()) {
+        const bool scripted = !scriptedWaits_.empty();
+        result = Acquire(scriptedWaits_, count, handles);
+        if (!scripted && result == kWaitTimeout && !input_.empty()) {
             result = count;
         }
     }
@@ -69,63 +65,23 @@ bool FakeMessageWait::DispatchOneMessage() {
 
 std::uint32_t FakeMessageWait::PollObjects(std::uint32_t count, const KernelHandle* handles) {
     std::lock_guard lock(mutex_);
-    std::uint32_t result;
-    if (!scriptedPolls_.empty()) {
-        result = scriptedPolls_.front();
-        scriptedPolls_.pop_front();
-    } else {
-        result = objects_.AcquireFirst(count, handles);
-        if (result == kWaitFailed) {
-            lastError_ = kErrorInvalidHandle;
-        }
-    }
+    const std::uint32_t result = Acquire(scriptedPolls_, count, handles);
     calls_.push_back({CallKind::Poll, {handles, handles + count}, 0, result});
     return result;
 }
 
-std::uint32_t FakeMessageWait::LastError() {
-    std::lock_guard lock(mutex_);
-    return lastError_;
-}
-
-void FakeMessageWait::ScriptWait(std::uint32_t result) {
-    std::lock_guard lock(mutex_);
-    scriptedWaits_.push_back(result);
-}
-
-void FakeMessageWait::ScriptPoll(std::uint32_t result) {
-    std::lock_guard lock(mutex_);
-    scriptedPolls_.push_back(result);
-}
-
-void FakeMessageWait::PostInput(std::function<void()> onDispatch) {
-    std::lock_guard lock(mutex_);
-    input_.push_back(std::move(onDispatch));
-}
-
-void FakeMessageWait::BeforeEachWait(std::function<void(std::size_t)> hook) {
-    std::lock_guard lock(mutex_);
-    beforeEachWait_ = std::move(hook);
-}
-
-void FakeMessageWait::SetWaitBudget(std::size_t waits) {
-    std::lock_guard lock(mutex_);
-    budget_ = waits;
-}
-
-bool FakeMessageWait::BudgetSpent() const {
-    std::lock_guard lock(mutex_);
-    return budgetSpent_;
-}
-
-std::size_t FakeMessageWait::WaitCount() const {
-    std::lock_guard lock(mutex_);
-    return waits_;
-}
-
-std::vector<FakeMessageWait::Call> FakeMessageWait::Calls() const {
-    std::lock_guard lock(mutex_);
-    return calls_;
+std::uint32_t FakeMessageWait::Acquire(std::deque<std::uint32_t>& scripted, std::uint32_t count,
+                                       const KernelHandle* handles) {
+    if (!scripted.empty()) {
+        const std::uint32_t result = scripted.front();
+        scripted.pop_front();
+        return result;
+    }
+    const std::uint32_t result = objects_.AcquireFirst(count, handles);
+    if (result == kWaitFailed) {
+        lastError_ = kErrorInvalidHandle;
+    }
+    return result;
 }
 
 }  // namespace Orvane::Platform::Testing

@@ -18,6 +18,12 @@
 namespace Orvane::Platform::Testing {
 
 class FakeMessageWait final : public MessageWait {
+    template <class Action>
+    auto Locked(Action action) const {
+        std::lock_guard lock(mutex_);
+        return action();
+    }
+
   public:
     enum class CallKind { Wait, Dispatch, Poll };
     struct Call {
@@ -36,22 +42,44 @@ class FakeMessageWait final : public MessageWait {
                                         std::uint32_t timeoutMs) override;
     bool DispatchOneMessage() override;
     std::uint32_t PollObjects(std::uint32_t count, const KernelHandle* handles) override;
-    std::uint32_t LastError() override;
+    std::uint32_t LastError() override {
+        return Locked([&] { return lastError_; });
+    }
 
     // The next waits (or polls) return these results, in order, whatever the states are.
-    void ScriptWait(std::uint32_t result);
-    void ScriptPoll(std::uint32_t result);
+    void ScriptWait(std::uint32_t result) {
+        Locked([&] { scriptedWaits_.push_back(result); });
+    }
+    void ScriptPoll(std::uint32_t result) {
+        Locked([&] { scriptedPolls_.push_back(result); });
+    }
     // A window message for the thread; dispatching it runs the action.
-    void PostInput(std::function<void()> onDispatch = {});
+    void PostInput(std::function<void()> onDispatch = {}) {
+        Locked([&] { input_.push_back(std::move(onDispatch)); });
+    }
     // Runs at the start of every WaitForObjectsOrInput, with the number of waits before it.
-    void BeforeEachWait(std::function<void(std::size_t)> hook);
-    void SetWaitBudget(std::size_t waits);
+    void BeforeEachWait(std::function<void(std::size_t)> hook) {
+        Locked([&] { beforeEachWait_ = std::move(hook); });
+    }
+    void SetWaitBudget(std::size_t waits) {
+        Locked([&] { budget_ = waits; });
+    }
 
-    bool BudgetSpent() const;
-    std::size_t WaitCount() const;
-    std::vector<Call> Calls() const;
+    bool BudgetSpent() const {
+        return Locked([&] { return budgetSpent_; });
+    }
+    std::size_t WaitCount() const {
+        return Locked([&] { return waits_; });
+    }
+    std::vector<Call> Calls() const {
+        return Locked([&] { return calls_; });
+    }
 
   private:
+    // A scripted result if one is queued, else what the objects' states give.
+    std::uint32_t Acquire(std::deque<std::uint32_t>& scripted, std::uint32_t count,
+                          const KernelHandle* handles);
+
     FakeKernelObjects& objects_;
     FakeMonotonicClock* clock_;
     mutable std::mutex mutex_;

@@ -17,10 +17,6 @@ FakeMessageWindow::Window* FakeMessageWindow::FindAlive(WindowHandle window) {
     return found != m_windows.end() && found->second.alive ? &found->second : nullptr;
 }
 
-const FakeMessageWindow::Window& FakeMessageWindow::Existing(WindowHandle window) const {
-    return m_windows.at(window);
-}
-
 MessageWindowEvents* FakeMessageWindow::EventsOf(WindowHandle window) {
     Window* found = FindAlive(window);
     return found ? found->events : nullptr;
@@ -46,10 +42,6 @@ void FakeMessageWindow::Destroy(WindowHandle window) {
         found->alive = false;
         found->timers.clear();
     }
-}
-
-bool FakeMessageWindow::IsWindow(WindowHandle window) {
-    return FindAlive(window) != nullptr;
 }
 
 std::uint32_t FakeMessageWindow::RegisterMessage(const wchar_t* name) {
@@ -124,14 +116,6 @@ WindowHandle FakeMessageWindow::AddPeer(std::intptr_t answer) {
     return AddWindow(std::move(window));
 }
 
-void FakeMessageWindow::SetPeerAnswer(WindowHandle peer, std::intptr_t answer) {
-    m_windows.at(peer).peerAnswer = answer;
-}
-
-void FakeMessageWindow::SetPeerHandler(WindowHandle peer, PeerHandler handler) {
-    m_windows.at(peer).peerHandler = std::move(handler);
-}
-
 bool FakeMessageWindow::SendRegisteredMessage(WindowHandle target, std::uint32_t message,
                                               std::uintptr_t wParam, std::intptr_t lParam) {
     MessageWindowEvents* events = EventsOf(target);
@@ -140,17 +124,6 @@ bool FakeMessageWindow::SendRegisteredMessage(WindowHandle target, std::uint32_t
         return false;
     }
     return events->OnRegisteredMessage(message, wParam, lParam);
-}
-
-std::intptr_t FakeMessageWindow::SendBytes(WindowHandle target,
-                                           const std::vector<std::uint8_t>& bytes,
-                                           std::uintptr_t dwData) {
-    return SendCopyData(target, {dwData, static_cast<std::uint32_t>(bytes.size()), bytes.data()});
-}
-
-bool FakeMessageWindow::FireTimer(WindowHandle window, std::uintptr_t timerId) {
-    MessageWindowEvents* events = EventsOf(window);
-    return events != nullptr && events->OnTimer(timerId);
 }
 
 int FakeMessageWindow::TickTimers() {
@@ -180,27 +153,6 @@ std::vector<WindowHandle> FakeMessageWindow::CreatedWindows() const {
         }
     }
     return created;
-}
-
-std::wstring FakeMessageWindow::ClassName(WindowHandle window) const {
-    return Existing(window).className;
-}
-
-std::wstring FakeMessageWindow::WindowName(WindowHandle window) const {
-    return Existing(window).windowName;
-}
-
-std::map<std::uintptr_t, std::uint32_t> FakeMessageWindow::Timers(WindowHandle window) const {
-    return Existing(window).timers;
-}
-
-const std::vector<std::vector<std::uint8_t>>& FakeMessageWindow::ReceivedBy(
-    WindowHandle peer) const {
-    return Existing(peer).received;
-}
-
-std::vector<std::uint32_t> FakeMessageWindow::AllowedMessages(WindowHandle window) const {
-    return Existing(window).allowedMessages;
 }
 
 }  // namespace Orvane::Platform

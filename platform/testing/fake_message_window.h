@@ -11,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Orvane::Platform {
@@ -22,7 +23,7 @@ class FakeMessageWindow final : public MessageWindowService {
     WindowHandle Create(const wchar_t* className, const wchar_t* windowName,
                         MessageWindowEvents& events) override;
     void Destroy(WindowHandle window) override;
-    bool IsWindow(WindowHandle window) override;
+    bool IsWindow(WindowHandle window) override { return FindAlive(window) != nullptr; }
     std::uint32_t RegisterMessage(const wchar_t* name) override;
     bool OpenMessageFilter(WindowHandle window, std::uint32_t message) override;
     bool StartTimer(WindowHandle window, std::uintptr_t timerId, std::uint32_t periodMs) override;
@@ -38,17 +39,27 @@ class FakeMessageWindow final : public MessageWindowService {
     // A window of another process. Every block sent to it is kept; `handler`, if set,
     // runs inside the send (so it may answer re-entrantly), and the send returns `answer`.
     WindowHandle AddPeer(std::intptr_t answer = 1);
-    void SetPeerAnswer(WindowHandle peer, std::intptr_t answer);
-    void SetPeerHandler(WindowHandle peer, PeerHandler handler);
+    void SetPeerAnswer(WindowHandle peer, std::intptr_t answer) {
+        m_windows.at(peer).peerAnswer = answer;
+    }
+    void SetPeerHandler(WindowHandle peer, PeerHandler handler) {
+        m_windows.at(peer).peerHandler = std::move(handler);
+    }
 
     // A registered message sent to one window; true when its owner handled it.
     bool SendRegisteredMessage(WindowHandle target, std::uint32_t message, std::uintptr_t wParam,
                                std::intptr_t lParam);
     // A copy-data block from another process, handed over as the system hands it.
     std::intptr_t SendBytes(WindowHandle target, const std::vector<std::uint8_t>& bytes,
-                            std::uintptr_t dwData = 0);
+                            std::uintptr_t dwData = 0) {
+        return SendCopyData(target,
+                            {dwData, static_cast<std::uint32_t>(bytes.size()), bytes.data()});
+    }
     // WM_TIMER with this id, whether or not such a timer runs; true when handled.
-    bool FireTimer(WindowHandle window, std::uintptr_t timerId);
+    bool FireTimer(WindowHandle window, std::uintptr_t timerId) {
+        MessageWindowEvents* events = EventsOf(window);
+        return events != nullptr && events->OnTimer(timerId);
+    }
     // Fires every running timer of every window once; returns how many fired.
     int TickTimers();
 
@@ -63,15 +74,21 @@ class FakeMessageWindow final : public MessageWindowService {
 
     // Windows created through the service and not destroyed, in creation order.
     std::vector<WindowHandle> CreatedWindows() const;
-    std::wstring ClassName(WindowHandle window) const;
-    std::wstring WindowName(WindowHandle window) const;
+    std::wstring ClassName(WindowHandle window) const { return m_windows.at(window).className; }
+    std::wstring WindowName(WindowHandle window) const { return m_windows.at(window).windowName; }
     // Running timers: id -> period in ms.
-    std::map<std::uintptr_t, std::uint32_t> Timers(WindowHandle window) const;
+    std::map<std::uintptr_t, std::uint32_t> Timers(WindowHandle window) const {
+        return m_windows.at(window).timers;
+    }
     // Blocks a peer received, oldest first; still readable after the peer was destroyed.
-    const std::vector<std::vector<std::uint8_t>>& ReceivedBy(WindowHandle peer) const;
+    const std::vector<std::vector<std::uint8_t>>& ReceivedBy(WindowHandle peer) const {
+        return m_windows.at(peer).received;
+    }
     int FilterAttempts() const { return m_filterAttempts; }
     // Messages let through the filter of a window, in the order they were allowed.
-    std::vector<std::uint32_t> AllowedMessages(WindowHandle window) const;
+    std::vector<std::uint32_t> AllowedMessages(WindowHandle window) const {
+        return m_windows.at(window).allowedMessages;
+    }
 
   private:
     struct Window {
@@ -88,7 +105,6 @@ class FakeMessageWindow final : public MessageWindowService {
 
     WindowHandle AddWindow(Window window);
     Window* FindAlive(WindowHandle window);
-    const Window& Existing(WindowHandle window) const;
     MessageWindowEvents* EventsOf(WindowHandle window);
 
     // Handles wider than 32 bits, so that code keeping only the low half shows it.

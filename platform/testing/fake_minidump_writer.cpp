@@ -14,11 +14,6 @@ DumpFile FakeMiniDumpWriter::CreateDumpFile(const wchar_t* path) {
     return reinterpret_cast<DumpFile>(static_cast<std::uintptr_t>(0x1000 + opened_.size()));
 }
 
-void FakeMiniDumpWriter::CloseDumpFile(DumpFile file) {
-    std::lock_guard lock(mutex_);
-    closed_.push_back(file);
-}
-
 int FakeMiniDumpWriter::WriteDump(DumpFile file, std::uint32_t dumpType, std::uint32_t threadId,
                                   ExceptionPointers* exception, const DumpUserStream* userStream,
                                   std::uint32_t& lastError) {
@@ -43,36 +38,6 @@ int FakeMiniDumpWriter::WriteDump(DumpFile file, std::uint32_t dumpType, std::ui
         action();
     lastError = outcome.lastError;
     return outcome.result;
-}
-
-void FakeMiniDumpWriter::FailOpening(const std::wstring& path) {
-    std::lock_guard lock(mutex_);
-    failing_.push_back(path);
-}
-
-void FakeMiniDumpWriter::QueueOutcomes(std::vector<Outcome> outcomes) {
-    std::lock_guard lock(mutex_);
-    outcomes_.assign(outcomes.begin(), outcomes.end());
-}
-
-void FakeMiniDumpWriter::DuringWrite(std::function<void()> action) {
-    std::lock_guard lock(mutex_);
-    duringWrite_ = std::move(action);
-}
-
-std::vector<std::wstring> FakeMiniDumpWriter::OpenedPaths() const {
-    std::lock_guard lock(mutex_);
-    return opened_;
-}
-
-std::vector<FakeMiniDumpWriter::Write> FakeMiniDumpWriter::Writes() const {
-    std::lock_guard lock(mutex_);
-    return writes_;
-}
-
-std::vector<DumpFile> FakeMiniDumpWriter::ClosedFiles() const {
-    std::lock_guard lock(mutex_);
-    return closed_;
 }
 
 }  // namespace Orvane::Platform::Testing

@@ -29,21 +29,42 @@ class FakeMiniDumpWriter final : public MiniDumpWriter {
     };
 
     DumpFile CreateDumpFile(const wchar_t* path) override;
-    void CloseDumpFile(DumpFile file) override;
+    void CloseDumpFile(DumpFile file) override {
+        std::lock_guard lock(mutex_);
+        closed_.push_back(file);
+    }
     int WriteDump(DumpFile file, std::uint32_t dumpType, std::uint32_t threadId,
                   ExceptionPointers* exception, const DumpUserStream* userStream,
                   std::uint32_t& lastError) override;
 
     // Opens of these paths fail.
-    void FailOpening(const std::wstring& path);
+    void FailOpening(const std::wstring& path) {
+        std::lock_guard lock(mutex_);
+        failing_.push_back(path);
+    }
     // The next writes return these, in order; afterwards every write succeeds.
-    void QueueOutcomes(std::vector<Outcome> outcomes);
+    void QueueOutcomes(const std::vector<Outcome>& outcomes) {
+        std::lock_guard lock(mutex_);
+        outcomes_.assign(outcomes.begin(), outcomes.end());
+    }
     // Called inside every write, before it returns (to act while a dump is being written).
-    void DuringWrite(std::function<void()> action);
+    void DuringWrite(std::function<void()> action) {
+        std::lock_guard lock(mutex_);
+        duringWrite_ = std::move(action);
+    }
 
-    std::vector<std::wstring> OpenedPaths() const;
-    std::vector<Write> Writes() const;
-    std::vector<DumpFile> ClosedFiles() const;
+    std::vector<std::wstring> OpenedPaths() const {
+        std::lock_guard lock(mutex_);
+        return opened_;
+    }
+    std::vector<Write> Writes() const {
+        std::lock_guard lock(mutex_);
+        return writes_;
+    }
+    std::vector<DumpFile> ClosedFiles() const {
+        std::lock_guard lock(mutex_);
+        return closed_;
+    }
 
   private:
     mutable std::mutex mutex_;

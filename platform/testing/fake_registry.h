@@ -14,19 +14,31 @@ namespace Orvane::Platform::Testing {
 class FakeRegistry final : public Registry {
   public:
     std::optional<std::uint32_t> ReadMachineDword(const wchar_t* subKey,
-                                                  const wchar_t* valueName) override;
+                                                  const wchar_t* valueName) override {
+        std::lock_guard lock(mutex_);
+        ++reads_;
+        const auto found = values_.find({subKey, valueName});
+        return found == values_.end() ? std::nullopt : found->second;
+    }
 
     void SetMachineDword(const std::wstring& subKey, const std::wstring& valueName,
-                         std::uint32_t value);
+                         std::uint32_t value) {
+        std::lock_guard lock(mutex_);
+        values_[{subKey, valueName}] = value;
+    }
     // A value of another type than REG_DWORD, which never reads as a number.
-    void SetMachineText(const std::wstring& subKey, const std::wstring& valueName);
-
-    int Reads() const;
+    void SetMachineText(const std::wstring& subKey, const std::wstring& valueName) {
+        std::lock_guard lock(mutex_);
+        values_[{subKey, valueName}] = std::nullopt;
+    }
+    int Reads() const {
+        std::lock_guard lock(mutex_);
+        return reads_;
+    }
 
   private:
-    using Name = std::pair<std::wstring, std::wstring>;
     mutable std::mutex mutex_;
-    std::map<Name, std::optional<std::uint32_t>> values_;
+    std::map<std::pair<std::wstring, std::wstring>, std::optional<std::uint32_t>> values_;
     int reads_ = 0;
 };
 

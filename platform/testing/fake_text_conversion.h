@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/service.h"
 #include "platform/text_conversion.h"
 
 namespace Orvane::Platform::Testing {
@@ -14,10 +15,12 @@ class FakeTextConversion final : public TextConversion {
     struct Call {
         std::u16string source;
         int destinationSize;
-        int result;
     };
 
-    int Utf16ToUtf8(std::u16string_view source, char* destination, int destinationSize) override;
+    int Utf16ToUtf8(std::u16string_view source, char* destination, int destinationSize) override {
+        calls_.push_back({std::u16string(source), destinationSize});
+        return DefaultService<TextConversion>().Utf16ToUtf8(source, destination, destinationSize);
+    }
 
     const std::vector<Call>& Calls() const { return calls_; }
 

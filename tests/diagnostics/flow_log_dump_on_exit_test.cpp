@@ -44,7 +44,7 @@ TEST_F(FlowLogDumpOnExit, OnlyTheRunThatGivesUpTheLastHoldActs) {
     FlowLogDumpOnExitHelper third(L"LumoDiscoveryHelper");
     second.Run();
     first.Run();
-    EXPECT_TRUE(debugOutput.Texts().empty());
+    EXPECT_EQ(debugOutput.Count(), 0u);
     EXPECT_EQ(registry.Reads(), 0);
     third.Run();
     EXPECT_EQ(debugOutput.WideTexts(), kBothTexts);

@@ -1,0 +1,206 @@
+#!/usr/bin/env python3
+"""Which tests alone catch a fault: small faults put into the portable product code one at a
+time (an operator turned, a constant moved by one, a call left out), the native suites rebuilt
+and run against each. A copy of the tracked tree is mutated, never the work tree.
+
+usage: scripts/mutants.py [--budget N] [--seed S] [--report-only]
+Results go to build/mutants/results.json; a second run with the same seed resumes."""
+import argparse
+import collections
+import glob
+import json
+import os
+import random
+import re
+import shutil
+import subprocess
+import sys
+import time
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+WORK = os.path.join(ROOT, "build", "mutants")
+SRC, BUILD = os.path.join(WORK, "src"), os.path.join(WORK, "build")
+RESULTS = os.path.join(WORK, "results.json")
+FOLDERS = ["helper", "announce", "network", "service_api", "diagnostics", "platform"]
+SUITES = ["announce_tests", "diagnostics_tests", "helper_tests", "identification_tests",
+          "network_tests", "platform_tests", "service_api_client_tests",
+          "service_api_connection_tests", "service_api_core_tests"]
+SWAPS = [(" == ", " != "), (" != ", " == "), (" < ", " <= "), (" <= ", " < "), (" > ", " >= "),
+         (" >= ", " > "), (" && ", " || "), (" || ", " && "), ("return true;", "return false;"),
+         ("return false;", "return true;"), (" + 1", " - 1"), (" - 1", " + 1"), ("++", "--")]
+NUMBER = re.compile(r"\b(0x[0-9A-Fa-f]+|[1-9][0-9]*)u?\b")
+CALL_STATEMENT = re.compile(r"^(\s+)([A-Za-z_][\w:.\->]*\(.*\);)$")
+NOT_A_CALL = re.compile(r"^\s+(return|if|for|while|else|case|auto|const|std::|using)\b")
+
+
+def mutations_of(line):
+    """Every mutated version of one line of code."""
+    code = line.split("//")[0]
+    rest = line[len(code):]
+    for before, after in SWAPS:
+        start = code.find(before)
+        while start >= 0:
+            yield code[:start] + after + code[start + len(before):] + rest
+            start = code.find(before, start + 1)
+    for match in NUMBER.finditer(code):
+        value = match.group(1)
+        moved = hex(int(value, 16) + 1) if value.startswith("0x") else str(int(value) + 1)
+        yield code[:match.start(1)] + moved + code[match.end(1):] + rest
+    call = CALL_STATEMENT.match(code)
+    if call and not NOT_A_CALL.match(code) and "=" not in code.split("(")[0]:
+        yield call.group(1) + "(void)0;  // " + call.group(2)
+
+
+def candidates(path):
+    skipping_comment = False
+    for number, line in enumerate(open(path, encoding="utf-8").read().split("\n")):
+        stripped = line.strip()
+        skipping_comment |= stripped.startswith("/*")
+        if skipping_comment:
+            skipping_comment = "*/" not in stripped
+            continue
+        if not stripped or stripped.startswith(("//", "#")) or \
+                any(word in line for word in ("static_assert", "template", "include")):
+            continue
+        for mutated in mutations_of(line):
+            yield number, line, mutated
+
+
+def prepare():
+    files = subprocess.run(["git", "ls-files"], cwd=ROOT, capture_output=True, text=True,
+                           check=True).stdout.split()
+    for name in files:
+        target = os.path.join(SRC, name)
+        os.makedirs(os.path.dirname(target), exist_ok=True)
+        shutil.copy2(os.path.join(ROOT, name), target)
+    subprocess.run(["cmake", "-S", SRC, "-B", BUILD, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
+                    "-DCMAKE_CXX_COMPILER=g++", "-DCMAKE_C_COMPILER=gcc",
+                    "-DCMAKE_CXX_FLAGS=-O0 -g0"], check=True, capture_output=True)
+
+
+def build():
+    return subprocess.run(["ninja", "-C", BUILD] + SUITES, capture_output=True).returncode == 0
+
+
+def failing_tests():
+    """`suite:Test.Name` of every failed test; `suite:*crash` or `suite:*timeout` when the
+    program gave no report."""
+    failed = []
+    for suite in SUITES:
+        report = os.path.join(WORK, suite + ".json")
+        if os.path.exists(report):
+            os.remove(report)
+        try:
+            subprocess.run([os.path.join(BUILD, "bin", suite), "--gtest_output=json:" + report],
+                           capture_output=True, timeout=60, cwd=BUILD)
+        except subprocess.TimeoutExpired:
+            failed.append(suite + ":*timeout")
+            continue
+        if not os.path.exists(report):
+            failed.append(suite + ":*crash")
+            continue
+        for group in json.load(open(report))["testsuites"]:
+            failed += [f"{suite}:{group['name']}.{case['name']}" for case in group["testsuite"]
+                       if case.get("failures")]
+    return failed
+
+
+def choose(budget, seed):
+    """Up to `budget` mutants, spread evenly over the product's files."""
+    by_file = {}
+    for folder in FOLDERS:
+        for path in sorted(glob.glob(os.path.join(SRC, folder, "**", "*.cpp"), recursive=True)):
+            if "/testing/" not in path and not path.endswith("_win.cpp"):
+                by_file[path] = list(candidates(path))
+    generator = random.Random(seed)
+    for pool in by_file.values():
+        generator.shuffle(pool)
+    chosen = []
+    while len(chosen) < budget and any(by_file.values()):
+        for path, pool in by_file.items():
+            if pool and len(chosen) < budget:
+                chosen.append((path, *pool.pop()))
+    return chosen
+
+
+def run(budget, seed):
+    prepare()
+    if not build() or failing_tests():
+        sys.exit("the tree without mutations does not build or does not pass")
+    results = json.load(open(RESULTS)) if os.path.exists(RESULTS) else []
+    done = {(r["file"], r["line"], r["after"]) for r in results}
+    started = time.time()
+    chosen = choose(budget, seed)
+    for index, (path, number, line, mutated) in enumerate(chosen):
+        name = os.path.relpath(path, SRC)
+        if (name, number + 1, mutated.strip()) in done:
+            continue
+        original = open(path, encoding="utf-8").read()
+        lines = original.split("\n")
+        lines[number] = mutated
+        open(path, "w", encoding="utf-8").write("\n".join(lines))
+        try:
+            killed = failing_tests() if build() else None
+        finally:
+            open(path, "w", encoding="utf-8").write(original)
+        status = "invalid" if killed is None else "killed" if killed else "survived"
+        results.append({"file": name, "line": number + 1, "before": line.strip(),
+                        "after": mutated.strip(), "status": status, "killedBy": killed or []})
+        json.dump(results, open(RESULTS, "w"), indent=0)
+        print(f"[{index + 1}/{len(chosen)}, {time.time() - started:.0f} s] {status:8s} "
+              f"{name}:{number + 1}", flush=True)
+    build()
+
+
+def test_files():
+    """Test name (suite.name, without parameters) -> the file that defines it."""
+    files = {}
+    for path in glob.glob(os.path.join(ROOT, "tests", "**", "*.[ch]*"), recursive=True):
+        for match in re.finditer(r"^(?:TEST|TEST_F|TEST_P|TYPED_TEST_P)\((\w+),\s*(\w+)\)",
+                                 open(path, encoding="utf-8").read(), re.M):
+            files[match.groups()] = os.path.relpath(path, ROOT)
+    return files
+
+
+def report():
+    results = [r for r in json.load(open(RESULTS)) if r["status"] != "invalid"]
+    killed = [r for r in results if r["status"] == "killed"]
+    print(f"mutants: {len(results)} compiled, {len(killed)} caught "
+          f"({100.0 * len(killed) / max(1, len(results)):.1f} %)")
+    files = test_files()
+
+    def file_of(test):
+        suite, name = test.split(":", 1)
+        if name.startswith("*"):
+            return suite + " " + name[1:]
+        group, case = name.split(".", 1)
+        return files.get((group.split("/")[-1], case.split("/")[0]), suite)
+
+    alone = collections.Counter()
+    for r in killed:
+        catching = {file_of(test) for test in r["killedBy"]}
+        if len(catching) == 1:
+            alone[catching.pop()] += 1
+    print("\nmutants that only this file's tests catch:")
+    for name in sorted({file_of(t) for r in killed for t in r["killedBy"]},
+                       key=lambda n: (-alone[n], n)):
+        print(f"  {alone[name]:4d}  {name}")
+    print("\nmutants no test catches, per product file:")
+    for name, count in collections.Counter(
+            r["file"] for r in results if r["status"] == "survived").most_common():
+        print(f"  {count:4d}  {name}")
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
+    parser.add_argument("--budget", type=int, default=300)
+    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--report-only", action="store_true")
+    args = parser.parse_args()
+    if not args.report_only:
+        run(args.budget, args.seed)
+    report()
+
+
+if __name__ == "__main__":
+    main()
