@@ -3,6 +3,7 @@
 // read past the end must throw, never read outside the input.
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <map>
 #include <string>
 #include <unordered_map>
@@ -24,51 +25,26 @@ void ReadOne(InputArchive& in) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    if (size == 0) {
-        return 0;
-    }
+    using Reader = void (*)(InputArchive&);
+    static constexpr Reader kReaders[] = {
+        ReadOne<std::uint8_t>,
+        ReadOne<std::uint16_t>,
+        ReadOne<std::uint32_t>,
+        ReadOne<std::int64_t>,
+        ReadOne<double>,
+        ReadOne<bool>,
+        ReadOne<std::string>,
+        ReadOne<std::u16string>,
+        ReadOne<std::wstring>,
+        ReadOne<std::vector<std::uint32_t>>,
+        ReadOne<std::vector<std::wstring>>,
+        ReadOne<std::unordered_map<std::wstring, std::wstring>>,
+    };
     const std::size_t choices = size < 8 ? size : 8;
     InputArchive in(data + choices, size - choices);
     try {
         for (std::size_t i = 0; i < choices; ++i) {
-            switch (data[i] % 12) {
-                case 0:
-                    ReadOne<std::uint8_t>(in);
-                    break;
-                case 1:
-                    ReadOne<std::uint16_t>(in);
-                    break;
-                case 2:
-                    ReadOne<std::uint32_t>(in);
-                    break;
-                case 3:
-                    ReadOne<std::int64_t>(in);
-                    break;
-                case 4:
-                    ReadOne<double>(in);
-                    break;
-                case 5:
-                    ReadOne<bool>(in);
-                    break;
-                case 6:
-                    ReadOne<std::string>(in);
-                    break;
-                case 7:
-                    ReadOne<std::u16string>(in);
-                    break;
-                case 8:
-                    ReadOne<std::wstring>(in);
-                    break;
-                case 9:
-                    ReadOne<std::vector<std::uint32_t>>(in);
-                    break;
-                case 10:
-                    ReadOne<std::vector<std::wstring>>(in);
-                    break;
-                default:
-                    ReadOne<std::unordered_map<std::wstring, std::wstring>>(in);
-                    break;
-            }
+            kReaders[data[i] % std::size(kReaders)](in);
         }
     } catch (const ArchiveOutOfRange&) {
     }
