@@ -1,9 +1,9 @@
-#include <array>
 #include <cstring>
 #include <functional>
 #include <string>
 
 #include "tests/helper/helper_harness.h"
+#include "tests/identification/instrument_record.h"
 
 namespace HelperTesting {
 namespace {
@@ -11,23 +11,10 @@ namespace {
 constexpr std::uint16_t kAnnounce = 5009;
 constexpr std::uint16_t kWithdraw = 5010;
 
-// The service's instrument record with the fields the helper reads, laid out by hand.
-std::array<std::uint8_t, 700> InstrumentRecord(std::int32_t type, std::uint8_t subType,
-                                               const std::u16string& name) {
-    std::array<std::uint8_t, 700> record{};
-    record[0] = 4;  // version1Minor
-    record[1] = 1;  // version2Major
-    record[2] = 7;  // version2Minor
-    for (std::size_t i = 0; i < name.size(); ++i) {
-        record[20 + 2 * i] = static_cast<std::uint8_t>(name[i] & 0xFF);
-        record[21 + 2 * i] = static_cast<std::uint8_t>(name[i] >> 8);
-    }
-    const auto typeBits = static_cast<std::uint32_t>(type);
-    for (int i = 0; i < 4; ++i) {
-        record[416 + i] = static_cast<std::uint8_t>(typeBits >> (8 * i));
-    }
-    record[524] = 3;  // version1Major
-    record[534] = subType;
+// An arm with the versions 3.4 and 1.7.
+Record InstrumentRecord(std::int32_t type, std::uint8_t subType, const std::u16string& name) {
+    Record record;
+    record.Type(type).SubType(subType).Name(name).Version1(3, 4).Version2(1, 7);
     return record;
 }
 
