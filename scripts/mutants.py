@@ -67,6 +67,10 @@ def candidates(path):
 
 
 def prepare():
+    subprocess.run([os.path.join(ROOT, "scripts", "deps.sh")], check=True)
+    if shutil.which("ninja") is None:
+        subprocess.run("apt-get update -qq && apt-get install -y -qq ninja-build >/dev/null",
+                       shell=True, check=True)
     files = subprocess.run(["git", "ls-files"], cwd=ROOT, capture_output=True, text=True,
                            check=True).stdout.split()
     for name in files:
@@ -155,7 +159,8 @@ def run(budget, seed):
 def test_files():
     """Test name (suite.name, without parameters) -> the file that defines it."""
     files = {}
-    for path in glob.glob(os.path.join(ROOT, "tests", "**", "*.[ch]*"), recursive=True):
+    paths = glob.glob(os.path.join(ROOT, "tests", "**", "*.cpp"), recursive=True)
+    for path in paths + glob.glob(os.path.join(ROOT, "tests", "**", "*.h"), recursive=True):
         for match in re.finditer(r"^(?:TEST|TEST_F|TEST_P|TYPED_TEST_P)\((\w+),\s*(\w+)\)",
                                  open(path, encoding="utf-8").read(), re.M):
             files[match.groups()] = os.path.relpath(path, ROOT)
@@ -174,7 +179,11 @@ def report():
         if name.startswith("*"):
             return suite + " " + name[1:]
         group, case = name.split(".", 1)
-        return files.get((group.split("/")[-1], case.split("/")[0]), suite)
+        # Parameterised and typed groups carry an instance prefix or a type index.
+        for part in group.split("/"):
+            if (part, case.split("/")[0]) in files:
+                return files[(part, case.split("/")[0])]
+        return suite
 
     alone = collections.Counter()
     for r in killed:

@@ -145,6 +145,8 @@ TEST(HelperConsoleControl, TheUserLoggedMessageNeedsALiveHelperWithAPlugIn) {
         h.InitializeWithPlugin();
         h.ipc.FailNext(Call::Write, 0x77);
         EXPECT_EQ(h.helper->SendUserLoggedMessage(), 0x77u) << "the write's result";
+        h.helper->NotifyUserLogged();  // the thread machinery's way to the same message
+        EXPECT_EQ(h.SentCodes(), std::vector<std::uint32_t>{PluginMsgExit});
     }
 
     HelperHarness alone;

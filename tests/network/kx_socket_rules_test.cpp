@@ -263,6 +263,7 @@ TEST_F(KxSocketRules, ConnectOutcomes) {
         fake.waitReadyCount = c.ready;
         EXPECT_EQ(socket.Connect("127.0.0.1", 80, 1, 0), c.expected) << c.failing;
         EXPECT_EQ(socket.GetSocket() != kNoSocket, c.open) << c.failing;
+        EXPECT_EQ(socket.GetEvent() != kNoEvent, c.open) << c.failing;
     }
 }
 
