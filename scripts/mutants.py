@@ -71,12 +71,20 @@ def prepare():
     if shutil.which("ninja") is None:
         subprocess.run("apt-get update -qq && apt-get install -y -qq ninja-build >/dev/null",
                        shell=True, check=True)
-    files = subprocess.run(["git", "ls-files"], cwd=ROOT, capture_output=True, text=True,
-                           check=True).stdout.split()
+    files = set(subprocess.run(["git", "ls-files"], cwd=ROOT, capture_output=True, text=True,
+                               check=True).stdout.split())
+    # The copy follows the tree: what changed is written anew (a fresh time for the build to
+    # see), what is gone goes, the rest stays untouched so that nothing else rebuilds.
+    for folder, _, names in os.walk(SRC):
+        for name in names:
+            if os.path.relpath(os.path.join(folder, name), SRC) not in files:
+                os.remove(os.path.join(folder, name))
     for name in files:
-        target = os.path.join(SRC, name)
+        source, target = os.path.join(ROOT, name), os.path.join(SRC, name)
+        if os.path.exists(target) and open(source, "rb").read() == open(target, "rb").read():
+            continue
         os.makedirs(os.path.dirname(target), exist_ok=True)
-        shutil.copy2(os.path.join(ROOT, name), target)
+        shutil.copyfile(source, target)
     subprocess.run(["cmake", "-S", SRC, "-B", BUILD, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
                     "-DCMAKE_CXX_COMPILER=g++", "-DCMAKE_C_COMPILER=gcc",
                     "-DCMAKE_CXX_FLAGS=-O0 -g0"], check=True, capture_output=True)

@@ -110,6 +110,14 @@ TEST_P(WindowStateMachine, WalksItsTransitions) {
                  first.Tell(m_window->Handle(), 1005);
              });
          }},
+        // ... and another service announces itself before the send returns.
+        {"leave-for-other-on-send",
+         [&] {
+             m_desktop.SetPeerHandler(first.Window(), [&](const std::vector<std::uint8_t>&) {
+                 first.Tell(m_window->Handle(), 1005);
+                 other.Announce();
+             });
+         }},
         {"by-handle", [&] { m_window->ServerAvailable(first.Window()); }},
         {"by-handle-other", [&] { m_window->ServerAvailable(other.Window()); }},
         {"close", [&] { m_window.reset(); }},
@@ -139,6 +147,7 @@ const Scenario kScenarios[] = {
     {"ResetForgetsSilentlyAndAcceptsTheNextAnnouncement", kAutoRegister, "announce reset announce-other", "available first:2000 registered available other:2000 registered"},
     {"ResetLeavesTheTimerRunning", kManualRegister, "announce reset tick", "available down"},
     {"AServerLostDuringTheRegistrationDoesNotCount", kAutoRegister, "leave-on-send announce register announce-other", "available down message:1005/32 =10 available other:2000 registered"},
+    {"AServerLostDuringTheRegistrationForAnotherOneCountsOnlyTheOther", kAutoRegister, "leave-for-other-on-send announce", "available down message:1005/32 available other:2000 registered"},
     {"AServerByHandleActsAsTheAnnouncementAndClosingDoesNotUnregister", kAutoRegister, "by-handle by-handle-other close", "available first:2000 registered"},
     // clang-format on
 };
