@@ -3,8 +3,9 @@
 time (an operator turned, a constant moved by one, a call left out), the native suites rebuilt
 and run against each. A copy of the tracked tree is mutated, never the work tree.
 
-usage: scripts/mutants.py [--budget N] [--seed S] [--report-only]
-Results go to build/mutants/results.json; a second run with the same seed resumes."""
+usage: scripts/mutants.py [--budget N] [--seed S] [--recheck] [--report-only]
+Results go to build/mutants/results.json; a second run with the same seed resumes, and
+--recheck runs every mutant that survived before against the tree as it is now."""
 import argparse
 import collections
 import glob
@@ -135,14 +136,32 @@ def choose(budget, seed):
     return chosen
 
 
-def run(budget, seed):
+def survivors(results):
+    """The mutants that survived, as they apply to the tree now (moved lines are dropped)."""
+    chosen = []
+    for r in results:
+        path = os.path.join(SRC, r["file"])
+        lines = open(path, encoding="utf-8").read().split("\n") if os.path.exists(path) else []
+        if r["status"] == "survived" and r["line"] <= len(lines) and \
+                lines[r["line"] - 1].strip() == r["before"]:
+            line = lines[r["line"] - 1]
+            chosen.append((path, r["line"] - 1, line, line[:len(line) - len(line.lstrip())] +
+                           r["after"]))
+    return chosen
+
+
+def run(budget, seed, recheck):
     prepare()
     if not build() or failing_tests():
         sys.exit("the tree without mutations does not build or does not pass")
     results = json.load(open(RESULTS)) if os.path.exists(RESULTS) else []
+    if recheck:
+        chosen = survivors(results)
+        results = [r for r in results if r["status"] != "survived"]
+    else:
+        chosen = choose(budget, seed)
     done = {(r["file"], r["line"], r["after"]) for r in results}
     started = time.time()
-    chosen = choose(budget, seed)
     for index, (path, number, line, mutated) in enumerate(chosen):
         name = os.path.relpath(path, SRC)
         if (name, number + 1, mutated.strip()) in done:
@@ -212,10 +231,11 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
     parser.add_argument("--budget", type=int, default=300)
     parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--recheck", action="store_true")
     parser.add_argument("--report-only", action="store_true")
     args = parser.parse_args()
     if not args.report_only:
-        run(args.budget, args.seed)
+        run(args.budget, args.seed, args.recheck)
     report()
 
 

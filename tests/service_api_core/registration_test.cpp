@@ -1,5 +1,7 @@
 #include "service_api/core/registration.h"
 
+#include "service_api/core/des.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -96,9 +98,19 @@ TEST(RegistrationDecode, RecoversTheFieldsWithTheRightKeyOnly) {
     ASSERT_TRUE(wrongKey.has_value());
     EXPECT_FALSE(wrongKey->time.paddingIsZero);
 
-    auto dirty = request;
-    dirty[271] = 1;
-    EXPECT_FALSE(DecodeRegistrationRequest(dirty.data(), dirty.size(), kOtherKey)->reservedIsZero);
+    for (const std::size_t reserved : {17, 271}) {
+        auto dirty = request;
+        dirty[reserved] = 1;
+        EXPECT_FALSE(
+            DecodeRegistrationRequest(dirty.data(), dirty.size(), kOtherKey)->reservedIsZero);
+    }
+    // A token whose first padding byte alone is not zero.
+    auto padded = request;
+    const DesBlock plain{30, 11, 8, 41, 1, 0, 0, 0};
+    const DesBlock token = DesKeySchedule(kOtherKey).Encipher(plain);
+    std::copy(token.begin(), token.end(), padded.begin() + 4);
+    EXPECT_FALSE(
+        DecodeRegistrationRequest(padded.data(), padded.size(), kOtherKey)->time.paddingIsZero);
 
     EXPECT_FALSE(DecodeRegistrationRequest(request.data(), 271, kOtherKey).has_value());
     EXPECT_FALSE(DecodeRegistrationRequest(nullptr, 272, kOtherKey).has_value());
@@ -122,6 +134,7 @@ TEST(RegistrationTime, MatchesTheClockWithinOneMinute) {
         {"across new year", {31, 12, 23, 59, true}, At(2025, 1, 1, 0, 0), true},
         {"into new year", {1, 1, 0, 0, true}, At(2024, 12, 31, 23, 59), true},
         {"no such date", {30, 2, 14, 5, true}, At(2024, 3, 7, 14, 5), false},
+        {"no such minute", {7, 3, 14, 60, true}, At(2024, 3, 7, 14, 59), false},
         {"garbage", {0xC1, 0x7E, 0x99, 0x05, false}, At(2024, 3, 7, 14, 5), false},
     };
     for (const Case& c : cases) {
