@@ -155,12 +155,9 @@ def run(budget, seed, recheck):
     if not build() or failing_tests():
         sys.exit("the tree without mutations does not build or does not pass")
     results = json.load(open(RESULTS)) if os.path.exists(RESULTS) else []
-    if recheck:
-        chosen = survivors(results)
-        results = [r for r in results if r["status"] != "survived"]
-    else:
-        chosen = choose(budget, seed)
-    done = {(r["file"], r["line"], r["after"]) for r in results}
+    chosen = survivors(results) if recheck else choose(budget, seed)
+    # A rechecked survivor replaces its earlier entry when its run is done.
+    done = set() if recheck else {(r["file"], r["line"], r["after"]) for r in results}
     started = time.time()
     for index, (path, number, line, mutated) in enumerate(chosen):
         name = os.path.relpath(path, SRC)
@@ -175,6 +172,8 @@ def run(budget, seed, recheck):
         finally:
             open(path, "w", encoding="utf-8").write(original)
         status = "invalid" if killed is None else "killed" if killed else "survived"
+        results = [r for r in results
+                   if (r["file"], r["line"], r["after"]) != (name, number + 1, mutated.strip())]
         results.append({"file": name, "line": number + 1, "before": line.strip(),
                         "after": mutated.strip(), "status": status, "killedBy": killed or []})
         json.dump(results, open(RESULTS, "w"), indent=0)

@@ -73,8 +73,7 @@ class HelperPluginChannelTest(unittest.TestCase):
         self.assertEqual(exited["exitCode"], MINUS_ONE)
         self.assertGreaterEqual(exited["t"] - started, 6000, "ran on until told to end")
 
-    def test_heartbeat_every_two_seconds_until_the_exit_message_undisturbed_by_a_second_helper(
-            self):
+    def test_heartbeat_every_two_seconds_undisturbed_by_a_second_helper(self):
         plugin = self.plugin("plugin", "--start", helper_path(), "--exit-after", FOUR_BEATS_MS)
         started = plugin.wait_for("helper-started")["t"]
         time.sleep(3.0)
