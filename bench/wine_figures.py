@@ -15,7 +15,7 @@ import tempfile
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "tests", "e2e"))
-from wine_program import Program, windows_path  # noqa: E402
+from wine_program import Launcher  # noqa: E402
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "scripts"))
 from wine_processes import linux_pid, percentile, status_kb  # noqa: E402
@@ -69,40 +69,28 @@ def main():
     parser.add_argument("--idle-s", type=int, default=60)
     args = parser.parse_args()
 
-    def start(name, exe, arguments):
-        return Program(args.wine, name, os.path.join(args.bin, exe), arguments)
-
-    workdir = tempfile.mkdtemp(prefix="wine-figures-")
-    script = os.path.join(workdir, "service.txt")
-    with open(script, "w", encoding="utf-8") as f:
-        f.write(service_script(args.changes, args.losses, args.idle_s))
+    launch = Launcher(args.bin, args.wine)
     run_s = 120 + args.idle_s + TRACE_S + args.changes // 20 + args.losses * 3
-    programs = []
     try:
-        dds = start("dds-listen", "dds-listen.exe", ["--json", "--seconds", str(run_s)])
-        programs.append(dds)
-        if not dds.wait_for_stderr("listening on"):
-            raise SystemExit("port 50999 is taken")
-        helper = windows_path(os.path.join(args.bin, "LumoDiscoveryHelper.exe"))
-        plugin = start("plugin-sim", "plugin-sim.exe",
-                       ["--start", helper, "--run-ms", str(run_s * 1000)])
-        programs.append(plugin)
+        dds = launch.announcement_listener(run_s, patience_s=0)
+        plugin = launch.start("plugin-sim", "plugin-sim.exe",
+                              ["--start", launch.helper, "--run-ms", str(run_s * 1000)])
         plugin.wait_for("helper-started")
         # The client's window exists from the loop's first wake-up, a beat after the start;
         # only then can it hear the service's broadcast.
         time.sleep(4.0)
         pid = linux_pid("LumoDiscoveryHelper.exe")
         server = linux_pid("wineserver")  # the prefix's, started by wine.sh
-        service = start("lumo-sim", "lumo-sim.exe", ["--script", windows_path(script)])
-        programs.append(service)
+        service = launch.service("service",
+                                 service_script(args.changes, args.losses, args.idle_s))
 
         idle = {}
         service.wait_until(
             lambda: len(service.events("sent", messageId=1000)) >= args.changes,
             "the last change", timeout_s=run_s)
         time.sleep(1.0)
-        floor = start("wine-floor", "wine-floor.exe", [str((args.idle_s + TRACE_S + 10) * 1000)])
-        programs.append(floor)
+        floor = launch.start("wine-floor", "wine-floor.exe",
+                             [str((args.idle_s + TRACE_S + 10) * 1000)])
         floor.wait_for("ready")
         floor_pid = linux_pid("wine-floor.exe")
         others = [linux_pid(n) for n in ("plugin-sim.exe", "lumo-sim.exe", "dds-listen.exe")]
@@ -111,7 +99,7 @@ def main():
         idle["end"] = sample(pid, server, others + [floor_pid])
         # Then, apart because tracing costs switches of its own: the main thread's blocking
         # calls that last a while are its waits, and each one ends in a wake-up.
-        trace = os.path.join(workdir, "strace.txt")
+        trace = os.path.join(tempfile.mkdtemp(prefix="wine-figures-"), "strace.txt")
         tracer = subprocess.Popen(["strace", "-T", "-p", str(pid), "-o", trace, "-e",
                                    "trace=read,poll,ppoll,select,pselect6,futex"],
                                   stderr=subprocess.DEVNULL)
@@ -122,8 +110,7 @@ def main():
                   status_kb(floor_pid, "RssAnon"))
         service.finish(timeout_s=run_s)
     finally:
-        for program in programs:
-            program.stop()
+        launch.stop_all()
 
     # lumo-sim reads the machine's monotonic clock before each send, dds-listen at each
     # receipt: the same clock, so their difference is the latency. A destroyed window is

@@ -95,11 +95,15 @@ def build():
     return subprocess.run(["ninja", "-C", BUILD] + SUITES, capture_output=True).returncode == 0
 
 
-def failing_tests():
+def program_times():
+    return {suite: os.path.getmtime(os.path.join(BUILD, "bin", suite)) for suite in SUITES}
+
+
+def failing_tests(suites=SUITES):
     """`suite:Test.Name` of every failed test; `suite:*crash` or `suite:*timeout` when the
     program gave no report."""
     failed = []
-    for suite in SUITES:
+    for suite in suites:
         report = os.path.join(WORK, suite + ".json")
         if os.path.exists(report):
             os.remove(report)
@@ -168,7 +172,12 @@ def run(budget, seed, recheck):
         lines[number] = mutated
         open(path, "w", encoding="utf-8").write("\n".join(lines))
         try:
-            killed = failing_tests() if build() else None
+            # Only the programs the mutant was linked into can fail.
+            before = program_times()
+            killed = None
+            if build():
+                after = program_times()
+                killed = failing_tests([suite for suite in SUITES if after[suite] != before[suite]])
         finally:
             open(path, "w", encoding="utf-8").write(original)
         status = "invalid" if killed is None else "killed" if killed else "survived"

@@ -10,13 +10,12 @@ import os
 import random
 import struct
 import sys
-import tempfile
 import threading
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "tests", "e2e"))
 from exit_log_machine import ExitLogMachine  # noqa: E402
-from wine_program import Program, now_ms, windows_path  # noqa: E402
+from wine_program import Launcher, now_ms  # noqa: E402
 from wine_processes import linux_pid, percentile, status_kb  # noqa: E402
 
 WITHDRAW_WITHIN_MS = 600
@@ -126,35 +125,23 @@ def main():
     args = parser.parse_args()
     rng = random.Random(args.seed)
 
-    def start(name, exe, arguments):
-        program = Program(args.wine, name, os.path.join(args.bin, exe), arguments)
-        programs.append(program)
-        return program
-
-    workdir = tempfile.mkdtemp(prefix="soak-")
-    script = os.path.join(workdir, "service.txt")
-    with open(script, "w", encoding="utf-8") as f:
-        f.write(service_script(args.losses, args.flood, rng))
+    launch = Launcher(args.bin, args.wine)
     run_s = 600 + args.losses * 12 + args.flood // 100
     machine = ExitLogMachine(args.wine)
     machine.set_value(1)
     machine.provide_folder(True)
-    programs = []
     failures = []
     try:
-        dds = start("dds-listen", "dds-listen.exe", ["--json", "--seconds", str(run_s)])
-        if not dds.wait_for_stderr("listening on"):
-            raise SystemExit("port 50999 is taken")
-        helper = windows_path(os.path.join(args.bin, "LumoDiscoveryHelper.exe"))
-        plugin = start("plugin-sim", "plugin-sim.exe",
-                       ["--start", helper, "--run-ms", str(run_s * 1000)])
+        dds = launch.announcement_listener(run_s, patience_s=0)
+        plugin = launch.start("plugin-sim", "plugin-sim.exe",
+                              ["--start", launch.helper, "--run-ms", str(run_s * 1000)])
         plugin.wait_for("helper-started")
         pid = linux_pid("LumoDiscoveryHelper.exe")
         sampler = Sampler(pid)
         sampler.start()
         # The client's window exists from the loop's first wake-up, a beat after the start.
         time.sleep(4.0)
-        service = start("lumo-sim", "lumo-sim.exe", ["--script", windows_path(script)])
+        service = launch.service("service", service_script(args.losses, args.flood, rng))
         service.wait_until(
             lambda: [r for r in service.events("sent", messageId=1000)
                      if r.get("name") == "After the flood"], "the end of the flood",
@@ -171,8 +158,7 @@ def main():
         service.finish(timeout_s=60)
         time.sleep(0.5)
     finally:
-        for program in programs:
-            program.stop()
+        launch.stop_all()
         exit_logs = [n for n in machine.files() - machine.files_before if "_exit_" in n]
         crash_dumps = [n for n in machine.files() - machine.files_before if "_crash_" in n]
         machine.restore()

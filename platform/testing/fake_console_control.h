@@ -3,16 +3,16 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <utility>
 #include <vector>
 
 #include "platform/console_control.h"
+#include "platform/testing/lockable.h"
 
 namespace Orvane::Platform::Testing {
 
-class FakeConsoleControl final : public ConsoleControl {
+class FakeConsoleControl final : public ConsoleControl, private Lockable {
   public:
     struct Call {
         bool add;
@@ -44,12 +44,10 @@ class FakeConsoleControl final : public ConsoleControl {
     void FailNextAdd(std::uint32_t error) { failNextAdd_ = error; }
 
     std::vector<Handler> Installed() const {
-        std::lock_guard lock(mutex_);
-        return installed_;
+        return Locked([&] { return installed_; });
     }
     std::vector<Call> Calls() const {
-        std::lock_guard lock(mutex_);
-        return calls_;
+        return Locked([&] { return calls_; });
     }
     // Calls the installed handlers, the most recently added first, until one deals with the
     // event; returns whether one did.
@@ -62,7 +60,6 @@ class FakeConsoleControl final : public ConsoleControl {
   private:
     static constexpr std::uint32_t kErrorInvalidParameter = 87;
 
-    mutable std::mutex mutex_;
     std::vector<Handler> installed_;
     std::vector<Call> calls_;
     std::optional<std::uint32_t> failNextAdd_;

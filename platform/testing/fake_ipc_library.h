@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <deque>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -16,16 +15,11 @@
 
 #include "platform/ipc_library.h"
 #include "platform/testing/fake_kernel_objects.h"
+#include "platform/testing/lockable.h"
 
 namespace Orvane::Platform::Testing {
 
-class FakeIpcLibrary final : public IpcLibrary {
-    template <class Action>
-    auto Locked(Action action) const {
-        std::lock_guard lock(mutex_);
-        return action();
-    }
-
+class FakeIpcLibrary final : public IpcLibrary, private Lockable {
   public:
     enum class Call { Initialize, Create, Open, GetDataReadyEvent, Read, Write, Close };
     struct SentMessage {
@@ -107,7 +101,6 @@ class FakeIpcLibrary final : public IpcLibrary {
     void Queue(Channel& channel, std::vector<std::uint8_t> bytes);
 
     FakeKernelObjects& objects_;
-    mutable std::mutex mutex_;
     bool initialized_ = false;
     std::uint32_t nextHandle_ = 1;
     std::map<std::uint32_t, Channel> channels_;

@@ -4,25 +4,23 @@
 
 #include <cstdint>
 #include <map>
-#include <mutex>
 
 #include "platform/kernel_handle.h"
+#include "platform/testing/lockable.h"
 
 namespace Orvane::Platform::Testing {
 
-class FakeKernelObjects {
+class FakeKernelObjects : private Lockable {
   public:
     KernelHandle Create(bool manualReset);
     bool Set(KernelHandle object) { return SetState(object, true); }
     bool Reset(KernelHandle object) { return SetState(object, false); }
     bool Close(KernelHandle object) {
-        std::lock_guard lock(mutex_);
-        return objects_.erase(object) == 1;
+        return Locked([&] { return objects_.erase(object) == 1; });
     }
 
     bool IsOpen(KernelHandle object) const {
-        std::lock_guard lock(mutex_);
-        return objects_.count(object) == 1;
+        return Locked([&] { return objects_.count(object) == 1; });
     }
     bool IsSignalled(KernelHandle object) const {
         std::lock_guard lock(mutex_);
@@ -30,8 +28,7 @@ class FakeKernelObjects {
         return found != objects_.end() && found->second.signalled;
     }
     std::size_t OpenCount() const {
-        std::lock_guard lock(mutex_);
-        return objects_.size();
+        return Locked([&] { return objects_.size(); });
     }
 
     // What a wait on the handles finds: the index of the first signalled one (an auto-reset
@@ -45,7 +42,6 @@ class FakeKernelObjects {
     };
     bool SetState(KernelHandle object, bool signalled);
 
-    mutable std::mutex mutex_;
     std::map<KernelHandle, Object> objects_;
     std::uintptr_t nextValue_ = 0x100;
 };

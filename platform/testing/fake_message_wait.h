@@ -8,22 +8,16 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <vector>
 
 #include "platform/message_wait.h"
 #include "platform/testing/fake_kernel_objects.h"
 #include "platform/testing/fake_monotonic_clock.h"
+#include "platform/testing/lockable.h"
 
 namespace Orvane::Platform::Testing {
 
-class FakeMessageWait final : public MessageWait {
-    template <class Action>
-    auto Locked(Action action) const {
-        std::lock_guard lock(mutex_);
-        return action();
-    }
-
+class FakeMessageWait final : public MessageWait, private Lockable {
   public:
     enum class CallKind { Wait, Dispatch, Poll };
     struct Call {
@@ -82,7 +76,6 @@ class FakeMessageWait final : public MessageWait {
 
     FakeKernelObjects& objects_;
     FakeMonotonicClock* clock_;
-    mutable std::mutex mutex_;
     std::deque<std::uint32_t> scriptedWaits_;
     std::deque<std::uint32_t> scriptedPolls_;
     std::deque<std::function<void()>> input_;

@@ -4,16 +4,16 @@
 
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/minidump.h"
+#include "platform/testing/lockable.h"
 
 namespace Orvane::Platform::Testing {
 
-class FakeMiniDumpWriter final : public MiniDumpWriter {
+class FakeMiniDumpWriter final : public MiniDumpWriter, private Lockable {
   public:
     struct Write {
         DumpFile file;
@@ -30,8 +30,7 @@ class FakeMiniDumpWriter final : public MiniDumpWriter {
 
     DumpFile CreateDumpFile(const wchar_t* path) override;
     void CloseDumpFile(DumpFile file) override {
-        std::lock_guard lock(mutex_);
-        closed_.push_back(file);
+        Locked([&] { closed_.push_back(file); });
     }
     int WriteDump(DumpFile file, std::uint32_t dumpType, std::uint32_t threadId,
                   ExceptionPointers* exception, const DumpUserStream* userStream,
@@ -39,35 +38,28 @@ class FakeMiniDumpWriter final : public MiniDumpWriter {
 
     // Opens of these paths fail.
     void FailOpening(const std::wstring& path) {
-        std::lock_guard lock(mutex_);
-        failing_.push_back(path);
+        Locked([&] { failing_.push_back(path); });
     }
     // The next writes return these, in order; afterwards every write succeeds.
     void QueueOutcomes(const std::vector<Outcome>& outcomes) {
-        std::lock_guard lock(mutex_);
-        outcomes_.assign(outcomes.begin(), outcomes.end());
+        Locked([&] { outcomes_.assign(outcomes.begin(), outcomes.end()); });
     }
     // Called inside every write, before it returns (to act while a dump is being written).
     void DuringWrite(std::function<void()> action) {
-        std::lock_guard lock(mutex_);
-        duringWrite_ = std::move(action);
+        Locked([&] { duringWrite_ = std::move(action); });
     }
 
     std::vector<std::wstring> OpenedPaths() const {
-        std::lock_guard lock(mutex_);
-        return opened_;
+        return Locked([&] { return opened_; });
     }
     std::vector<Write> Writes() const {
-        std::lock_guard lock(mutex_);
-        return writes_;
+        return Locked([&] { return writes_; });
     }
     std::vector<DumpFile> ClosedFiles() const {
-        std::lock_guard lock(mutex_);
-        return closed_;
+        return Locked([&] { return closed_; });
     }
 
   private:
-    mutable std::mutex mutex_;
     std::vector<std::wstring> failing_;
     std::deque<Outcome> outcomes_;
     std::function<void()> duringWrite_;

@@ -3,15 +3,15 @@
 #pragma once
 
 #include <map>
-#include <mutex>
 #include <string>
 #include <utility>
 
 #include "platform/registry.h"
+#include "platform/testing/lockable.h"
 
 namespace Orvane::Platform::Testing {
 
-class FakeRegistry final : public Registry {
+class FakeRegistry final : public Registry, private Lockable {
   public:
     std::optional<std::uint32_t> ReadMachineDword(const wchar_t* subKey,
                                                   const wchar_t* valueName) override {
@@ -23,21 +23,17 @@ class FakeRegistry final : public Registry {
 
     void SetMachineDword(const std::wstring& subKey, const std::wstring& valueName,
                          std::uint32_t value) {
-        std::lock_guard lock(mutex_);
-        values_[{subKey, valueName}] = value;
+        Locked([&] { values_[{subKey, valueName}] = value; });
     }
     // A value of another type than REG_DWORD, which never reads as a number.
     void SetMachineText(const std::wstring& subKey, const std::wstring& valueName) {
-        std::lock_guard lock(mutex_);
-        values_[{subKey, valueName}] = std::nullopt;
+        Locked([&] { values_[{subKey, valueName}] = std::nullopt; });
     }
     int Reads() const {
-        std::lock_guard lock(mutex_);
-        return reads_;
+        return Locked([&] { return reads_; });
     }
 
   private:
-    mutable std::mutex mutex_;
     std::map<std::pair<std::wstring, std::wstring>, std::optional<std::uint32_t>> values_;
     int reads_ = 0;
 };

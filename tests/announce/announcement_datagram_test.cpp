@@ -79,6 +79,7 @@ TEST(AnnouncementDatagram, EveryRebuildTakesTheNextSequenceNumberAfter65535Comes
         ASSERT_NE(last, 0);
     }
     EXPECT_EQ(SequenceOf(Built(ExampleInstrument()).data()), 1);
+    EXPECT_EQ(SequenceOf(Built(ExampleInstrument()).data()), 2);
 }
 
 TEST(AnnouncementDatagramDeathTest, TheFirstDatagramOfAProcessCarriesTwo) {

@@ -160,6 +160,7 @@ TEST_F(Announcer, AFailedReopenLeavesTheAnnouncerSilentUntilTheNextAnnounce) {
     fake.FailNext("Open", 10024);
     EXPECT_EQ(announcement.Reannounce(), 0x10052u);
     EXPECT_EQ(announcement.Withdraw(), 2u);
+    EXPECT_EQ(announcement.Reannounce(), 2u);
     EXPECT_EQ(announcement.Announce(ExampleInstrument()), 0u);
     EXPECT_EQ(fake.sent.size(), 2u);
     // Each opening by Announce lists the loopback address once more.

@@ -2,12 +2,10 @@
 """lumo-client drives lumo-sim, each a separate Wine process: every command form goes once
 through a real WM_COPYDATA, and the service's side reads its bytes with its own decoder."""
 import hashlib
-import shutil
 import struct
-import tempfile
 import unittest
 
-from wine_program import main, start, stop_all, write_script
+from wine_program import Launcher, main
 
 SERVICE_WINDOW = "LUMO_SIM_SERVICE"
 DATA_REPLY_HEADER = bytes(range(48))
@@ -92,21 +90,19 @@ wait-unregistered 60000
 class ClientCommandsTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.workdir, cls.programs = tempfile.mkdtemp(prefix="client-commands-"), []
+        cls.launch = Launcher()
         lines = "display-text owner\n" + "".join(line + "\n" for line, _, _ in FORMS)
-        cls.service = start(cls.programs, "lumo-sim", "lumo-sim.exe",
-                            ["--script", write_script(cls.workdir, "service", SERVICE_SCRIPT)])
+        cls.service = cls.launch.service("service", SERVICE_SCRIPT)
         cls.service.wait_for("window-created")
-        cls.client = start(cls.programs, "lumo-client", "lumo-client.exe",
-                           ["--wait-ms", "3000", "--service-window", SERVICE_WINDOW,
-                            "--script", write_script(cls.workdir, "client", lines)])
+        cls.client = cls.launch.start("lumo-client", "lumo-client.exe",
+                                      ["--wait-ms", "3000", "--service-window", SERVICE_WINDOW,
+                                       "--script", cls.launch.script("client", lines)])
         cls.client_status = cls.client.finish(timeout_s=120)
         cls.service.finish()
 
     @classmethod
     def tearDownClass(cls):
-        stop_all(cls.programs)
-        shutil.rmtree(cls.workdir, ignore_errors=True)
+        cls.launch.stop_all()
 
     def requests(self):
         return [r for r in self.service.events("received")
@@ -164,14 +160,13 @@ class ClientCommandsTest(unittest.TestCase):
 
 class LumoClientAloneTest(unittest.TestCase):
     def setUp(self):
-        self.workdir, self.programs = tempfile.mkdtemp(prefix="lumo-client-"), []
+        self.launch = Launcher()
 
     def tearDown(self):
-        stop_all(self.programs)
-        shutil.rmtree(self.workdir, ignore_errors=True)
+        self.launch.stop_all()
 
     def run_client(self, *args):
-        client = start(self.programs, "lumo-client", "lumo-client.exe", list(args))
+        client = self.launch.start("lumo-client", "lumo-client.exe", list(args))
         return client.finish(), client
 
     def test_params_lists_the_table_without_a_service(self):
@@ -190,8 +185,7 @@ class LumoClientAloneTest(unittest.TestCase):
         self.assertIn("no service registered this client within 300 ms", client.text())
 
     def test_a_service_refuses_a_token_made_with_another_key(self):
-        service = start(self.programs, "lumo-sim", "lumo-sim.exe", ["--script", write_script(
-            self.workdir, "service", "set key 0102030405060708\nwait 4000\n")])
+        service = self.launch.service("service", "set key 0102030405060708\nwait 4000\n")
         service.wait_for("window-created")
         status, client = self.run_client("--wait-ms", "1500", "--service-window",
                                          SERVICE_WINDOW, "request", "2013")

@@ -10,8 +10,7 @@ import unittest
 from itertools import groupby
 
 from exit_log_machine import EXIT_LOG_NAME, ExitLogMachine, stamps_between
-import wine_program
-from wine_program import helper_path, main, start, stop_all
+from wine_program import Launcher, main
 
 CHECKING = "Talvex | FlowLogDumpOnExitHelper checking registry..."
 DONE = "Talvex | FlowLogDumpOnExitHelper - done."
@@ -22,11 +21,11 @@ CALENDAR = re.compile(r" is approximately \d+ms past (.+)$")
 
 class HelperExitDumpTest(unittest.TestCase):
     def setUp(self):
-        self.machine = ExitLogMachine(wine_program.WINE)
-        self.programs = []
+        self.launch = Launcher()
+        self.machine = ExitLogMachine(self.launch.wine)
 
     def tearDown(self):
-        stop_all(self.programs)
+        self.launch.stop_all()
         self.machine.restore()
 
     def run_helper(self, value, folder_present):
@@ -34,11 +33,11 @@ class HelperExitDumpTest(unittest.TestCase):
         self.machine.set_value(value)
         self.machine.provide_folder(folder_present)
         before = self.machine.files()
-        listener = start(self.programs, "debug-listen", "debug-listen.exe", ["--run-ms", "30000"])
+        listener = self.launch.start("debug-listen", "debug-listen.exe", ["--run-ms", "30000"])
         listener.wait_for("ready")
         self.started = time.time()
-        self.plugin = start(self.programs, "plugin-sim", "plugin-sim.exe",
-                            ["--start", helper_path(), "--exit-after", "3000"])
+        self.plugin = self.launch.start("plugin-sim", "plugin-sim.exe",
+                                        ["--start", self.launch.helper, "--exit-after", "3000"])
         self.plugin.finish()
         self.finished = time.time()
         time.sleep(0.5)  # the listener may still be passing on the last texts

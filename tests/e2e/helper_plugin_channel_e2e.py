@@ -4,13 +4,11 @@ plays the plug-in (it creates the plug-in's channel and starts the helper with C
 and prints timed JSON lines of what crossed between them. The channel names are fixed, so a
 second helper cannot create its own channel while the first holds it: it ends at once with
 -1, before it has opened the plug-in's channel."""
-import shutil
 import sys
-import tempfile
 import time
 import unittest
 
-from wine_program import helper_path, main, start, stop_all, write_script
+from wine_program import Launcher, main
 
 MINUS_ONE = 0xFFFFFFFF
 BEAT_MS, BEAT_TOLERANCE_MS, EXIT_WITHIN_MS = 2000, 100, 500
@@ -19,20 +17,15 @@ FOUR_BEATS_MS = "9700"  # four beats including the client's start, short of a fi
 
 class HelperPluginChannelTest(unittest.TestCase):
     def setUp(self):
-        self.workdir = tempfile.mkdtemp(prefix="helper-e2e-")
-        self.programs = []
+        self.launch = Launcher()
+        self.helper = self.launch.helper
 
     def tearDown(self):
-        stop_all(self.programs)
+        self.launch.stop_all()
         time.sleep(0.3)
-        shutil.rmtree(self.workdir, ignore_errors=True)
 
     def plugin(self, name, *args):
-        return start(self.programs, name, "plugin-sim.exe", list(args))
-
-    def service(self, name, script):
-        return start(self.programs, name, "lumo-sim.exe",
-                     ["--script", write_script(self.workdir, name, script)])
+        return self.launch.start(name, "plugin-sim.exe", list(args))
 
     def codes(self, plugin, code=None):
         return [r for r in plugin.events("received") if code is None or r["code"] == code]
@@ -55,12 +48,12 @@ class HelperPluginChannelTest(unittest.TestCase):
         return beats[0]["t"]
 
     def test_without_a_plug_in_the_helper_ends_at_once(self):
-        plugin = self.plugin("plugin", "--no-channel", "--start", helper_path())
+        plugin = self.plugin("plugin", "--no-channel", "--start", self.helper)
         plugin.finish()
         self.assertEndsWithMinusOne(plugin, plugin.wait_for("helper-started")["t"], 1500)
 
     def test_in_debug_mode_without_a_plug_in_the_helper_runs_on_and_sends_nothing(self):
-        starter = self.plugin("starter", "--no-channel", "--start", helper_path(), "--debug",
+        starter = self.plugin("starter", "--no-channel", "--start", self.helper, "--debug",
                               "--run-ms", "30000")
         started = starter.wait_for("helper-started")["t"]
         time.sleep(1.0)
@@ -74,11 +67,11 @@ class HelperPluginChannelTest(unittest.TestCase):
         self.assertGreaterEqual(exited["t"] - started, 6000, "ran on until told to end")
 
     def test_heartbeat_every_two_seconds_undisturbed_by_a_second_helper(self):
-        plugin = self.plugin("plugin", "--start", helper_path(), "--exit-after", FOUR_BEATS_MS)
+        plugin = self.plugin("plugin", "--start", self.helper, "--exit-after", FOUR_BEATS_MS)
         started = plugin.wait_for("helper-started")["t"]
         time.sleep(3.0)
         for name, extra in (("second", []), ("second-debug", ["--debug"])):
-            second = self.plugin(name, "--no-channel", "--start", helper_path(), *extra)
+            second = self.plugin(name, "--no-channel", "--start", self.helper, *extra)
             second.finish()
             self.assertEndsWithMinusOne(second, second.wait_for("helper-started")["t"], 1500)
         plugin.finish()
@@ -90,7 +83,7 @@ class HelperPluginChannelTest(unittest.TestCase):
         self.assertEqual(plugin.records()[-1]["status"], 0)
 
     def test_console_events_ending_the_session_reach_the_plug_in_but_ctrl_break_does_not(self):
-        plugin = self.plugin("plugin", "--start", helper_path(), "--ctrl-event", "500:2",
+        plugin = self.plugin("plugin", "--start", self.helper, "--ctrl-event", "500:2",
                              "--ctrl-event", "1000:5", "--ctrl-event", "1500:6",
                              "--exit-after", "4000")
         plugin.finish()
@@ -103,31 +96,31 @@ class HelperPluginChannelTest(unittest.TestCase):
             self.assertLess(message["t"] - event["t"], 500)
         self.assertEndsWithMinusOne(plugin, plugin.wait_for("sent", code=1002)["t"])
         # Ctrl-Break is left to the system, whose handling ends the process.
-        plugin = self.plugin("break", "--start", helper_path(), "--ctrl-event", "500:1",
+        plugin = self.plugin("break", "--start", self.helper, "--ctrl-event", "500:1",
                              "--run-ms", "5000")
         plugin.finish()
         self.assertEqual(self.codes(plugin, 1002), [], plugin.text())
         self.assertEqual(len(plugin.events("helper-exited")), 1, plugin.text())
 
     def test_a_service_lost_while_taking_the_registration_leaves_the_next_one_registered(self):
-        plugin = self.plugin("plugin", "--start", helper_path(), "--exit-after", "12000")
+        plugin = self.plugin("plugin", "--start", self.helper, "--exit-after", "12000")
         # The client's window is made at the loop's first wake-up, the one of the first beat.
         plugin.wait_for("received", code=1001)
         time.sleep(0.5)
         # The first service says goodbye from inside the registration's WM_COPYDATA.
-        first = self.service("leaving", "set answer-inside on\nanswer 2000 1005 0\n"
+        first = self.launch.service("leaving", "set answer-inside on\nanswer 2000 1005 0\n"
                                         "wait-registered 15000\nwait 1000\n")
         self.assertEqual(first.finish(), 0, first.text())
         goodbye = first.events("answered", messageId=1005)
         self.assertEqual([r["delivered"] for r in goodbye], [True], first.text())
-        second = self.service("next", "wait-registered 15000\nsend instrument\nwait 500\n")
+        second = self.launch.service("next", "wait-registered 15000\nsend instrument\nwait 500\n")
         self.assertEqual(second.finish(), 0, second.text())
         self.assertTrue(second.events("client-registered"), second.text())
         plugin.finish()
         self.assertEqual(self.codes(plugin, 1100), [], "no error reported")
 
     def test_a_plug_in_that_goes_away_ends_the_helper_at_the_next_beat(self):
-        plugin = self.plugin("plugin", "--start", helper_path(), "--close-after", "3000",
+        plugin = self.plugin("plugin", "--start", self.helper, "--close-after", "3000",
                              "--run-ms", "10000")
         plugin.finish()
         closed = plugin.wait_for("channel-closed")["t"]

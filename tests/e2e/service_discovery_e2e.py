@@ -8,14 +8,12 @@ Clocks: the tools print "t", ms since their own start; each line is also stamped
 script's clock as it arrives, and a tool's start on this clock is the least (stamp - t) over
 its lines. dds-listen's stamps stand for the arrival of the datagrams."""
 import datetime
-import shutil
 import struct
 import sys
-import tempfile
 import time
 import unittest
 
-from wine_program import helper_path, main, now_ms, start, stop_all, write_script
+from wine_program import Launcher, main, now_ms
 
 ANNOUNCE, WITHDRAW, BEAT_MS, BEAT_TOLERANCE_MS = 5009, 5010, 2000, 100
 # The loop looks at its beat when it wakes up: while connected the client window's 500 ms
@@ -108,7 +106,7 @@ def wire_bytes(record):
 class ServiceDiscoveryTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.workdir, cls.programs = tempfile.mkdtemp(prefix="service-discovery-e2e-"), []
+        cls.launch = Launcher()
         try:
             cls.run_scenario()
         except BaseException:
@@ -117,49 +115,31 @@ class ServiceDiscoveryTest(unittest.TestCase):
 
     @classmethod
     def tearDownClass(cls):
-        stop_all(cls.programs)
-        shutil.rmtree(cls.workdir, ignore_errors=True)
-
-    @classmethod
-    def service(cls, name, script):
-        return start(cls.programs, name, "lumo-sim.exe",
-                     ["--script", write_script(cls.workdir, name, script)])
-
-    @classmethod
-    def start_announcement_listener(cls):
-        """The port is the machine's, not this run's: while another listener holds it, retry."""
-        deadline = time.monotonic() + 60
-        while time.monotonic() < deadline:
-            listener = start(cls.programs, "dds-listen", "dds-listen.exe",
-                             ["--json", "--seconds", "120"])
-            if listener.wait_for_stderr("listening on"):
-                return listener
-            time.sleep(1.0)
-        raise AssertionError("port 50999 stayed taken")
+        cls.launch.stop_all()
 
     @classmethod
     def run_scenario(cls):
-        cls.debug = start(cls.programs, "debug-listen", "debug-listen.exe", ["--run-ms", "120000"])
+        launch = cls.launch
+        cls.debug = launch.start("debug-listen", "debug-listen.exe", ["--run-ms", "120000"])
         cls.debug.wait_for("ready")
-        cls.dds = cls.start_announcement_listener()
+        cls.dds = launch.announcement_listener(seconds=120)
         cls.clock_before = datetime.datetime.now()
-        cls.plugin = start(cls.programs, "plugin-sim", "plugin-sim.exe",
-                           ["--start", helper_path(), "--run-ms", "120000"])
+        cls.plugin = launch.start("plugin-sim", "plugin-sim.exe",
+                                  ["--start", launch.helper, "--run-ms", "120000"])
         cls.pid = cls.plugin.wait_for("helper-started")["pid"]
         # The service comes after the helper's client window, which learns of it from its
         # broadcast.
         cls.debug.wait_for("text", pid=cls.pid, text=CLIENT_STARTED)
-        cls.first = cls.service("first-service", FIRST_SERVICE)
+        cls.first = launch.service("first-service", FIRST_SERVICE)
         cls.first_status = cls.first.finish()
-        cls.second = cls.service("second-service", SECOND_SERVICE)
+        cls.second = launch.service("second-service", SECOND_SERVICE)
         # Until the last instrument has been repeated twice, so that its repetitions alone give
         # one interval between beats however late the first ones were.
         cls.dds.wait_until(lambda: len(cls.announcements_of("Arm 2")) >= 3,
                            "repeated announcement of the last instrument")
         # The plug-in's exit message, from a second plug-in: the first has no console.
         cls.exit_requested_at = now_ms()
-        start([], "exit-sender", "plugin-sim.exe",
-              ["--no-channel", "--exit-after", "0", "--run-ms", "300"]).finish()
+        launch.end_helper()
         cls.plugin.wait_for("helper-exited")
         cls.second_status = cls.second.finish()
         cls.plugin.finish()

@@ -6,14 +6,16 @@ import argparse
 import json
 import os
 import queue
+import shutil
 import subprocess
 import sys
+import tempfile
 import threading
 import time
 import unittest
 
 TIMEOUT_S = 60
-BIN = WINE = None  # set by main()
+BIN = WINE = None  # set by main(), the defaults of a Launcher
 
 
 def windows_path(path):
@@ -25,21 +27,12 @@ def now_ms():
     return time.monotonic() * 1000.0
 
 
-def write_script(workdir, name, text):
-    path = os.path.join(workdir, name + ".txt")
-    with open(path, "w", encoding="utf-8") as f:
-        f.write(text)
-    return windows_path(path)
-
-
 class Program:
-    def __init__(self, wine, name, exe_path, args, stdin_path=None):
+    def __init__(self, wine, name, exe_path, args):
         self.name = name
-        stdin = open(stdin_path, "rb") if stdin_path else subprocess.DEVNULL
-        self.process = subprocess.Popen([wine, "run", exe_path] + list(args), stdin=stdin,
-                                        stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        if stdin_path:
-            stdin.close()
+        self.process = subprocess.Popen([wine, "run", exe_path] + list(args),
+                                        stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                        stderr=subprocess.PIPE)
         self.lines, self.raw, self.error_lines = [], [], []  # (stamp_ms, record), texts
         self.errors = queue.Queue()
         self._lock = threading.Lock()
@@ -136,24 +129,59 @@ class Program:
             return "\n".join(self.raw + self.error_lines)
 
 
-def start(programs, name, exe, args):
-    """Starts BIN/exe and keeps it in `programs` for stop_all()."""
-    program = Program(WINE, name, os.path.join(BIN, exe), args)
-    programs.append(program)
-    return program
+class Launcher:
+    """Starts this build's programs under Wine and keeps each, so that all stop together;
+    their scripts go to a folder of its own, removed at the end."""
 
+    def __init__(self, bin_dir=None, wine=None):
+        self.bin, self.wine = bin_dir or BIN, wine or WINE
+        self.helper = windows_path(os.path.join(self.bin, "LumoDiscoveryHelper.exe"))
+        self.workdir = tempfile.mkdtemp(prefix="lumo-wine-")
+        self.programs = []
 
-def stop_all(programs):
-    """Stops the programs; a helper they left (debug mode outlives its starter) is told to end
-    through its own channel, the only way a plug-in has."""
-    for program in programs:
-        program.stop()
-    start([], "sweeper", "plugin-sim.exe",
-          ["--no-channel", "--exit-after", "0", "--run-ms", "300"]).finish()
+    def start(self, name, exe, args):
+        program = self.run(name, exe, args)
+        self.programs.append(program)
+        return program
 
+    def run(self, name, exe, args):
+        """A program that is not kept: the caller waits for its end."""
+        return Program(self.wine, name, os.path.join(self.bin, exe), args)
 
-def helper_path():
-    return windows_path(os.path.join(BIN, "LumoDiscoveryHelper.exe"))
+    def script(self, name, text):
+        """Writes a script file; its path as the Windows programs see it."""
+        path = os.path.join(self.workdir, name + ".txt")
+        with open(path, "w", encoding="utf-8") as f:
+            f.write(text)
+        return windows_path(path)
+
+    def service(self, name, script):
+        return self.start(name, "lumo-sim.exe", ["--script", self.script(name, script)])
+
+    def announcement_listener(self, seconds, patience_s=60):
+        """dds-listen on 127.0.0.1:50999. The port is the machine's, not this run's: while
+        another listener holds it, try again for `patience_s`."""
+        deadline = time.monotonic() + patience_s
+        while True:
+            listener = self.start("dds-listen", "dds-listen.exe",
+                                  ["--json", "--seconds", str(seconds)])
+            if listener.wait_for_stderr("listening on"):
+                return listener
+            if time.monotonic() >= deadline:
+                raise AssertionError("port 50999 stayed taken")
+            time.sleep(1.0)
+
+    def end_helper(self):
+        """The plug-in's exit message to whatever helper runs, from a plug-in of its own: the
+        only way a plug-in has to end a helper (debug mode outlives its starter)."""
+        self.run("exit-sender", "plugin-sim.exe",
+                 ["--no-channel", "--exit-after", "0", "--run-ms", "300"]).finish()
+
+    def stop_all(self):
+        for program in self.programs:
+            program.stop()
+        self.end_helper()
+        shutil.rmtree(self.workdir, ignore_errors=True)
 
 
 def main():

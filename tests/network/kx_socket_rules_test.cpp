@@ -58,9 +58,14 @@ TEST_F(KxSocketRules, SocketLifeAndStartUpBalance) {
         EXPECT_EQ(fake.calls, (std::vector<std::string>{"Open", "SetNonBlockingMode", "NewEvent"}));
         const SocketHandle handle = udp.GetSocket();
         const EventHandle event = udp.GetEvent();
+        EXPECT_NE(handle, kNoSocket);
+        EXPECT_NE(event, kNoEvent);
+        fake.calls.clear();
         ASSERT_EQ(udp.OpenSocket(), 0u);
         EXPECT_EQ(udp.GetSocket(), handle);
         EXPECT_NE(udp.GetEvent(), event);
+        EXPECT_EQ(fake.calls,
+                  (std::vector<std::string>{"SetNonBlockingMode", "CloseEvent", "NewEvent"}));
         EXPECT_EQ(fake.openEvents, 1);
         udp.Close();
         udp.Close();
@@ -166,7 +171,10 @@ TEST_F(KxSocketRules, FailureCodesAndWhichFailuresClose) {
 TEST_F(KxSocketRules, SendToAndReceiveFromSkipResetsOfEarlierSends) {
     KxSocketUDP socket;
     ASSERT_EQ(socket.OpenSocket(), 0u);
-    unsigned int count = 0;
+    unsigned int count = 99;
+    fake.FailNext("SendTo", 10051);
+    EXPECT_EQ(socket.SendTo("127.0.0.1", 50999, "abc", 3, count), 0x10015u);
+    EXPECT_EQ(count, 0u) << "nothing sent";
     EXPECT_EQ(socket.SendTo("127.0.0.1", 50999, "abc", 3, count), 0u);
     EXPECT_EQ(count, 3u);
     ASSERT_EQ(fake.sent.size(), 1u);
@@ -265,6 +273,25 @@ TEST_F(KxSocketRules, ConnectOutcomes) {
         EXPECT_EQ(socket.GetSocket() != kNoSocket, c.open) << c.failing;
         EXPECT_EQ(socket.GetEvent() != kNoEvent, c.open) << c.failing;
     }
+}
+
+TEST_F(KxSocketRules, StreamSendsAndWaitsReportWhatTheyDid) {
+    KxSocketTCPIP socket;
+    ASSERT_EQ(socket.Connect("127.0.0.1", 80, 1, 0), 0u);
+    unsigned int sent = 5;
+    fake.FailNext("Send", 10035);
+    EXPECT_EQ(socket.Send("x", 1, sent), 0x10033u);
+    EXPECT_EQ(sent, 0u);
+    EXPECT_EQ(socket.Send("x", 1, sent), 0u);
+    EXPECT_EQ(sent, 1u);
+    int count = -1;
+    fake.waitReadyCount = 0;
+    EXPECT_EQ(socket.WaitReadable(count, 0, 1000), 0u);
+    EXPECT_EQ(count, 0);
+    bool ready = true;
+    fake.FailNext("Wait", 10038);
+    EXPECT_EQ(socket.WaitReadableOrError(ready, 0, 1000), 0x10059u);
+    EXPECT_FALSE(ready);
 }
 
 TEST_F(KxSocketRules, AcceptWaitsThenTakesTheConnection) {

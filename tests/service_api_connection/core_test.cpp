@@ -125,6 +125,10 @@ TEST_F(CoreTest, AThrowingOrEmptyHandlerLeavesTheCoreAsItWas) {
     m_core.SetEventHandler(LumoCoreEvent::Unregistered, LumoEventHandler{});
     EXPECT_THROW(m_core.Unregister(), std::bad_function_call);
     EXPECT_FALSE(m_core.IsRegistered()) << "the flag changes before the handler runs";
+    m_core.SetEventHandler(LumoCoreEvent::Unregistered, [] {});  // the destructor unregisters
+    m_core.SetEventHandler(LumoCoreEvent::Registered, LumoEventHandler{});
+    EXPECT_THROW(m_core.Register(), std::bad_function_call);
+    EXPECT_TRUE(m_core.IsRegistered());
 }
 
 TEST_F(CoreTest, ConnectionEventsFireAfterTheFlagsChanged) {

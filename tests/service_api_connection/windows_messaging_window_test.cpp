@@ -92,6 +92,18 @@ TEST_P(WindowStateMachine, WalksItsTransitions) {
     Watch(other, "other");
     Open(scenario.options);
 
+    // The service says goodbye from inside whatever it is sent next; with `otherArrives`,
+    // another service announces itself before that send returns.
+    const auto leaveOnSend = [&](bool otherArrives) -> std::function<void()> {
+        return [&, otherArrives] {
+            m_desktop.SetPeerHandler(first.Window(), [&, otherArrives](const auto&) {
+                first.Tell(m_window->Handle(), 1005);
+                if (otherArrives) {
+                    other.Announce();
+                }
+            });
+        };
+    };
     const std::map<std::string, std::function<void()>> actions = {
         {"announce", [&] { first.Announce(); }},
         {"announce-other", [&] { other.Announce(); }},
@@ -103,21 +115,8 @@ TEST_P(WindowStateMachine, WalksItsTransitions) {
         {"refuse", [&] { first.Refuse(); }},
         {"reset", [&] { m_window->Reset(); }},
         {"check", [&] { m_window->CheckServer(); }},
-        // The service says goodbye from inside whatever it is sent next.
-        {"leave-on-send",
-         [&] {
-             m_desktop.SetPeerHandler(first.Window(), [&](const std::vector<std::uint8_t>&) {
-                 first.Tell(m_window->Handle(), 1005);
-             });
-         }},
-        // ... and another service announces itself before the send returns.
-        {"leave-for-other-on-send",
-         [&] {
-             m_desktop.SetPeerHandler(first.Window(), [&](const std::vector<std::uint8_t>&) {
-                 first.Tell(m_window->Handle(), 1005);
-                 other.Announce();
-             });
-         }},
+        {"leave-on-send", leaveOnSend(false)},
+        {"leave-for-other-on-send", leaveOnSend(true)},
         {"by-handle", [&] { m_window->ServerAvailable(first.Window()); }},
         {"by-handle-other", [&] { m_window->ServerAvailable(other.Window()); }},
         {"close", [&] { m_window.reset(); }},
