@@ -1,5 +1,5 @@
 // The machine's real log folder (<common app data>\Orvane\Logs) for the Windows tests:
-// created or removed on request, and put back as it was found when the test ends. Files
+// created on request, and put back as it was found when the test ends. Files
 // that the test's code writes there are removed too.
 #pragma once
 
@@ -38,12 +38,6 @@ class MachineLogFolder {
     }
 
     void Create() { std::filesystem::create_directories(logs_); }
-    void Remove() {
-        for (const std::wstring& name : NewFiles())
-            std::filesystem::remove(logs_ / name);
-        std::filesystem::remove(logs_);
-    }
-    bool Exists() const { return std::filesystem::exists(logs_); }
 
     // Names of the files that were not there when the test began.
     std::vector<std::wstring> NewFiles() const {

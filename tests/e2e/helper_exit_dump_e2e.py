@@ -56,7 +56,9 @@ class HelperExitDumpTest(unittest.TestCase):
         self.assertIn(EXIT_LOG_NAME.match(new[0]).group(1),
                       stamps_between(self.started, self.finished))
         with open(os.path.join(self.machine.folder, new[0]), "rb") as log:
-            lines = log.read().decode("latin-1").replace("\r\n", "\n").split("\n")
+            text = log.read().decode("latin-1")
+        self.assertNotIn("\n", text.replace("\r\n", ""), "a Windows text file")
+        lines = text.replace("\r\n", "\n").split("\n")
         self.assertTrue(lines[1].startswith("%% absolute reference timestamp: "), lines[:3])
         # The reference is the helper's own start: its wall-clock time lies within the run.
         calendar = CALENDAR.search(lines[0]).group(1)
