@@ -61,39 +61,6 @@ TEST_F(Announcer, LoopbackAnnounceThenWithdrawSendTheSameBytesWithTheirTypes) {
     EXPECT_TRUE(debug.WideTexts().empty());
 }
 
-TEST_F(Announcer, NothingIsSentBeforeTheFirstAnnounce) {
-    for (const bool loopback : {true, false}) {
-        DdsAnnouncement announcement(loopback, true);
-        EXPECT_EQ(announcement.Withdraw(), 2u);
-        EXPECT_EQ(announcement.Reannounce(), 2u);
-        EXPECT_EQ(announcement.SetState(3), 2u);
-        EXPECT_EQ(announcement.SendToLoopback(), 2u);
-        EXPECT_EQ(announcement.SendToAllInterfaces(), 2u);
-    }
-    EXPECT_TRUE(fake.sent.empty());
-    EXPECT_EQ(fake.CallCount("Open"), 0);
-}
-
-TEST_F(Announcer, WithoutSendOnUpdateAnnounceOnlyPrepares) {
-    DdsAnnouncement announcement(true, false);
-    EXPECT_EQ(announcement.Announce(ExampleInstrument()), 0u);
-    EXPECT_TRUE(fake.sent.empty());
-    EXPECT_EQ(announcement.SendLength(), 51u);
-    EXPECT_EQ(announcement.Reannounce(), 0u);
-    EXPECT_EQ(fake.sent.size(), 1u);
-}
-
-TEST_F(Announcer, TwoAnnouncersDrawFromOneCounter) {
-    DdsAnnouncement first(true, true);
-    DdsAnnouncement second(false, false);
-    second.BuildContents(ExampleInstrument());
-    first.BuildContents(ExampleInstrument());
-    const std::uint16_t a = SequenceOf(first.Packet());
-    first.BuildContents(ExampleInstrument());
-    EXPECT_EQ(SequenceOf(second.Packet()), a == 1 ? 65535 : a - 1);
-    EXPECT_EQ(SequenceOf(first.Packet()), a == 65535 ? 1 : a + 1);
-}
-
 TEST_F(Announcer, SetStateRebuildsOnlyOnAChangeButAlwaysSends) {
     DdsAnnouncement announcement(true, true);
     ASSERT_EQ(announcement.Announce(ExampleInstrument()), 0u);
@@ -151,20 +118,6 @@ TEST_F(Announcer, LoopbackRetriesOnceOnANewSocket) {
         EXPECT_EQ(announcement.Socket().GetSocket() != Orvane::Network::kNoSocket, c.openAfterwards)
             << c.title;
     }
-}
-
-TEST_F(Announcer, AFailedReopenLeavesTheAnnouncerSilentUntilTheNextAnnounce) {
-    DdsAnnouncement announcement(true, true);
-    ASSERT_EQ(announcement.Announce(ExampleInstrument()), 0u);
-    fake.FailNext("SendTo", 10054);
-    fake.FailNext("Open", 10024);
-    EXPECT_EQ(announcement.Reannounce(), 0x10052u);
-    EXPECT_EQ(announcement.Withdraw(), 2u);
-    EXPECT_EQ(announcement.Reannounce(), 2u);
-    EXPECT_EQ(announcement.Announce(ExampleInstrument()), 0u);
-    EXPECT_EQ(fake.sent.size(), 2u);
-    // Each opening by Announce lists the loopback address once more.
-    EXPECT_EQ(announcement.Addresses(), (Texts{"127.0.0.1", "127.0.0.1"}));
 }
 
 TEST_F(Announcer, AnnounceReportsASocketThatCannotBeOpened) {
@@ -241,19 +194,6 @@ TEST_F(Announcer, MulticastSendsOncePerInterface) {
         EXPECT_EQ(texts.WideTexts(), c.texts) << c.title;
         EXPECT_TRUE(texts.NarrowTexts().empty()) << c.title;
     }
-}
-
-TEST_F(Announcer, MulticastInterfaceListComesFromTheLocalHost) {
-    fake.hostAddresses = {"127.0.0.1", "10.0.0.1", "127.0.0.1", "192.168.0.4"};
-    DdsAnnouncement announcement(false, true);
-    ASSERT_EQ(announcement.Announce(ExampleInstrument()), 0u);
-    EXPECT_EQ(announcement.Addresses(), (Texts{"10.0.0.1", "192.168.0.4"}));
-
-    // Later addresses are used only once Announce opens a socket again.
-    fake.hostAddresses = {"10.0.0.9"};
-    ASSERT_EQ(announcement.Announce(ExampleInstrument()), 0u);
-    EXPECT_EQ(announcement.Addresses(), (Texts{"10.0.0.1", "192.168.0.4"}));
-    EXPECT_EQ(fake.CallCount("HostByName"), 1);
 }
 
 TEST_F(Announcer, ExcludedAddressesAreNeverSentOnNorInAnyRebuiltList) {

@@ -11,7 +11,6 @@
 
 #include <cwchar>
 #include <future>
-#include <optional>
 #include <string>
 
 namespace {
@@ -36,37 +35,6 @@ class CrashDump : public ::testing::Test {
     ScopedOverride<MiniDumpWriter> writerOverride{writer};
     ScopedOverride<SpecialFolders> foldersOverride{folders};
 };
-
-TEST_F(CrashDump, BareNamesGoIntoTheLogFolderAndPathsStayAsGiven) {
-    struct Case {
-        std::optional<std::wstring> commonAppData;
-        const wchar_t* path;
-        std::optional<std::wstring> opened;
-    };
-    const Case cases[] = {
-        {L"C:\\ProgramData\\", L"x.dmp", L"C:\\ProgramData\\Orvane\\Logs\\x.dmp"},
-        {L"C:\\ProgramData", L"D:\\dumps\\x.dmp", L"D:\\dumps\\x.dmp"},
-        {std::nullopt, L"D:\\x.dmp", L"D:\\x.dmp"},
-        // No log folder: a bare name has nowhere to go.
-        {std::nullopt, L"x.dmp", std::nullopt},
-    };
-    for (const Case& c : cases) {
-        FakeMiniDumpWriter local;
-        ScopedOverride<MiniDumpWriter> localOverride(local);
-        folders.SetCommonAppData(c.commonAppData);
-        const bool written = WriteCrashDump(c.path, nullptr);
-        const auto opened = local.OpenedPaths();
-        if (c.opened) {
-            EXPECT_TRUE(written);
-            ASSERT_EQ(opened.size(), 1u);
-            EXPECT_EQ(opened[0], *c.opened);
-        } else {
-            EXPECT_FALSE(written);
-            EXPECT_TRUE(opened.empty());
-            EXPECT_TRUE(local.Writes().empty());
-        }
-    }
-}
 
 TEST_F(CrashDump, DumpCarriesTheFlowLogTextAsUserStream) {
     FLOW_POINT("CrashDumpTest", "BeforeTheDump");
@@ -194,19 +162,6 @@ TEST_F(CrashDump, ExceptionDumpIsNamedAfterProgramAndLocalTime) {
     folders.SetCommonAppData(std::nullopt);
     WriteCrashDumpOnException(kSomeException);
     EXPECT_EQ(writer.Writes().size(), 1u) << "without a log folder, nothing";
-}
-
-TEST(LogFiles, TimeStampIsDateUnderscoreTimeWithZeroPadding) {
-    struct Case {
-        Orvane::Platform::LocalTime time;
-        const wchar_t* expected;
-    };
-    const Case cases[] = {
-        {{2024, 1, 3, 31, 23, 59, 59, 999}, L"20240131_235959"},
-        {{999, 12, 0, 1, 0, 0, 5, 0}, L"09991201_000005"},
-    };
-    for (const Case& c : cases)
-        EXPECT_EQ(FileTimeStamp(c.time), c.expected);
 }
 
 }  // namespace

@@ -33,17 +33,4 @@ TEST(FlowLogText, RelativeTimeShowsSignSecondsAndSixDigitMicroseconds) {
     }
 }
 
-TEST(FlowLogText, PointersAreSixteenUpperCaseHexDigits) {
-    const std::pair<std::uint64_t, const char*> cases[] = {
-        {0, "0000000000000000"},
-        {0xabcdef, "0000000000ABCDEF"},
-        {0xFFFFFFFFFFFFFFFFull, "FFFFFFFFFFFFFFFF"},
-    };
-    for (const auto& [address, expected] : cases) {
-        std::string text;
-        AppendPointer(text, address);
-        EXPECT_EQ(text, expected);
-    }
-}
-
 }  // namespace

@@ -30,30 +30,6 @@ struct Probe {
     }
 };
 
-TEST(FlowPoint, RecordsATimingPointOrATimedScopeForTheObjectAndRendersItsNames) {
-    KLogger& logger = FreshProcessLog();
-    Probe probe;
-    EXPECT_GT(probe.Step(-1), 0);
-    const EntryFields entry = FieldsOf(logger.Slot(0));
-    EXPECT_EQ(entry.event, 0);
-    EXPECT_EQ(entry.code, 0xFFFFFFFFu);
-    EXPECT_EQ(entry.extra, 0u);
-    EXPECT_EQ(entry.object, reinterpret_cast<std::uintptr_t>(&probe));
-    EXPECT_EQ(entry.threadId, Orvane::Platform::CurrentThreadId());
-
-    const std::string expected = "\n%%\n% Timing_point (4294967295, 0) in_class Probe at Step";
-    EXPECT_NE(RenderFlowLogText().find(expected), std::string::npos);
-
-    // A timed scope closes with its own entry after the inner record.
-    probe.Timed();
-    EXPECT_EQ(logger.Counter(), 1u + 2 * 3);
-    const EntryFields closing = FieldsOf(logger.Slot(2));
-    EXPECT_EQ(closing.event, -8);
-    EXPECT_EQ(closing.object, reinterpret_cast<std::uintptr_t>(&probe));
-    EXPECT_EQ(closing.functionKey, FieldsOf(logger.Slot(1)).functionKey);
-    EXPECT_NE(RenderFlowLogText().find("% Scope_pop in_class Probe at Timed"), std::string::npos);
-}
-
 int FirstUse() {
     FLOW_POINT("Racer", "FirstUse");
     FLOW_RECORD(nullptr, 0);

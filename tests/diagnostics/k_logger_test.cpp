@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <ctime>
 #include <limits>
 #include <sstream>
@@ -28,35 +27,6 @@ bool AllZero(const FlowLogEntry& entry) {
     return std::all_of(bytes, bytes + sizeof entry, [](unsigned char b) { return b == 0; });
 }
 
-void PutLittleEndian(unsigned char* at, std::uint64_t value, int bytes) {
-    for (int i = 0; i < bytes; ++i)
-        at[i] = static_cast<unsigned char>(value >> (8 * i));
-}
-
-TEST(KLogger, AppendedEntryHasTheFortyByteLayout) {
-    KLogger logger;
-    logger.ResetForTesting(1 + 2 * 7);
-    const auto* object = reinterpret_cast<const void*>(std::uintptr_t{0x1122334455667788});
-    logger.Append(-105, 0xA1A2A3A4, 0xB1B2B3B4, 0xC1C2C3C4, 0xD1D2D3D4, object);
-    EXPECT_EQ(logger.Counter(), 1u + 2 * 8);
-
-    const FlowLogEntry* slot = logger.Slot(7);
-    const std::int64_t timestamp = slot->timestamp;
-    unsigned char expected[40];
-    PutLittleEndian(expected + 0, static_cast<std::uint64_t>(timestamp), 8);
-    PutLittleEndian(expected + 8, static_cast<std::uint32_t>(-105), 4);
-    PutLittleEndian(expected + 12, 0xA1A2A3A4, 4);
-    PutLittleEndian(expected + 16, 0xB1B2B3B4, 4);
-    PutLittleEndian(expected + 20, 0xC1C2C3C4, 4);
-    PutLittleEndian(expected + 24, 0xD1D2D3D4, 4);
-    PutLittleEndian(expected + 28, 0x1122334455667788, 8);
-    PutLittleEndian(expected + 36, Orvane::Platform::CurrentThreadId(), 4);
-    EXPECT_EQ(std::memcmp(slot, expected, sizeof expected), 0);
-    EXPECT_NE(timestamp, 0);
-    EXPECT_TRUE(AllZero(*logger.Slot(6)));
-    EXPECT_TRUE(AllZero(*logger.Slot(8)));
-}
-
 // A ring of five megabytes that starts enabled (odd counter); an even counter only advances,
 // so every ring below stays as zero as it came.
 TEST(KLogger, FreshRingIsEnabledAndAnEvenCounterStoresNothingButAdvances) {
@@ -72,35 +42,6 @@ TEST(KLogger, FreshRingIsEnabledAndAnEvenCounterStoresNothingButAdvances) {
             ASSERT_TRUE(AllZero(*logger.Slot(i))) << start << " slot " << i;
         EXPECT_EQ(logger.Slot(kCapacity), nullptr);
     }
-}
-
-TEST(KLogger, WrapAroundKeepsTheNewestEntriesAndRendersThemOldestFirst) {
-    KLogger logger;
-    logger.ResetForTesting(1);
-    constexpr std::uint32_t kOverflow = 1000;
-    constexpr std::uint32_t kTotal = kCapacity + kOverflow;
-    for (std::uint32_t i = 0; i < kTotal; ++i)
-        logger.Append(0, i, 0, 1, 2, nullptr);
-    EXPECT_EQ(logger.Counter(), 1 + 2 * kTotal);
-    for (std::uint32_t slot = 0; slot < kCapacity; ++slot) {
-        const std::uint32_t newest = slot < kOverflow ? kCapacity + slot : slot;
-        ASSERT_EQ(FieldsOf(logger.Slot(slot)).code, newest) << slot;
-    }
-
-    MDiagnosticsRegistryImplementation names;
-    std::ostringstream out;
-    logger.Render(out, names);
-    const std::string text = out.str();
-    std::size_t count = 0;
-    std::uint32_t expectedCode = kOverflow;
-    for (std::size_t at = text.find("% Timing_point ("); at != std::string::npos;
-         at = text.find("% Timing_point (", at + 1)) {
-        const std::string prefix = "% Timing_point (" + std::to_string(expectedCode) + ", 0)";
-        ASSERT_EQ(text.compare(at, prefix.size(), prefix), 0) << "entry " << count;
-        ++expectedCode;
-        ++count;
-    }
-    EXPECT_EQ(count, kCapacity);
 }
 
 TEST(KLogger, ThreadsRecordingAtOnceLoseNoSlotAndTearNoEntry) {

@@ -1,4 +1,3 @@
-#include <cstring>
 #include <functional>
 #include <string>
 
@@ -39,32 +38,6 @@ std::vector<std::string> Texts(const std::vector<unsigned char>& datagram) {
         }
     }
     return texts;
-}
-
-TEST(HelperInstrumentData, ASupportedArmIsAnnouncedAtOnceAnUnsupportedOneStopsTheAnnouncement) {
-    for (const std::int32_t type : {10, 13}) {
-        HelperHarness h;
-        h.InitializeWithPlugin();
-        const auto record = InstrumentRecord(type, 2, u"0");
-        h.helper->OnInstrumentData(record.data());
-        EXPECT_EQ(h.helper->InstrumentAnnounced(), type == 10);
-        EXPECT_EQ(h.objects.IsSignalled(h.helper->StopEvent()), type == 13);
-        EXPECT_TRUE(h.ipc.Sent().empty()) << "nothing reaches the plug-in";
-        if (type == 13) {
-            EXPECT_TRUE(h.sockets.sent.empty());
-            continue;
-        }
-        ASSERT_EQ(h.sockets.sent.size(), 1u);
-        const auto& datagram = h.sockets.sent[0];
-        EXPECT_EQ(datagram.destination, "127.0.0.1");
-        EXPECT_EQ(datagram.port, 50999);
-        EXPECT_EQ(MessageType(datagram.bytes), kAnnounce);
-        // The loop has not run, so the interval is the zero-filled record's.
-        EXPECT_EQ(Texts(datagram.bytes), (std::vector<std::string>{"Zento S", "Simulator", "3.4",
-                                                                   "1.7", "0", "0", "0", "", "0"}));
-        EXPECT_EQ(h.debug.WideTexts(),
-                  std::vector<std::wstring>{L"LumoDiscoveryPluginHelper::OnInstrumentData\n"});
-    }
 }
 
 TEST(HelperInstrumentData, TheLoopRepeatsAnArmUntilAnUnsupportedOneWithdrawsIt) {

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <sstream>
 #include <thread>
 
@@ -76,29 +75,6 @@ TEST(HelperInitialize, EachFailedStepsCodeIsInTheFlowLog) {
                                    ", 0) in_class LumoDiscoveryPluginHelper at Initialize";
         EXPECT_NE(log.str().find(record), std::string::npos) << record;
     }
-}
-
-TEST(HelperDeInitialize, ClosesEverythingOnceEvenAfterAMissingPlugInClosedTheOwnChannel) {
-    {
-        HelperHarness missing;
-        ASSERT_EQ(missing.helper->Initialize(false), -1);
-        EXPECT_EQ(missing.ipc.Closed(), std::vector<std::uint32_t>{missing.helper->OwnChannel()});
-        EXPECT_EQ(missing.helper->DeInitialize(), 0);
-        EXPECT_EQ(missing.CallCount(Call::Close), 2u) << "by Initialize and by DeInitialize";
-    }
-
-    HelperHarness h;
-    h.InitializeWithPlugin();
-    const std::uint32_t own = h.helper->OwnChannel();
-    EXPECT_EQ(h.helper->DeInitialize(), 0);
-    EXPECT_EQ(h.ipc.Closed(), std::vector<std::uint32_t>{own}) << "the plug-in's is not closed";
-    EXPECT_EQ(h.objects.OpenCount(), 0u);
-    EXPECT_TRUE(h.console.Installed().empty());
-    EXPECT_EQ(h.helper->DeInitialize(), 0);
-    h.helper.reset();
-    EXPECT_EQ(h.CallCount(Call::Close), 1u);
-    EXPECT_EQ(h.events.ClosedCount(), 1);
-    EXPECT_NE(h.console.Calls().at(2).result, 0u) << "the second removal fails, only recorded";
 }
 
 TEST(HelperExecute, RunsTheLoopBetweenInitializeAndDeInitializeOrStopsAfterAFailedInitialize) {

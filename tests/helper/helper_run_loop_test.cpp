@@ -1,4 +1,3 @@
-#include <cstring>
 
 #include "platform/message_wait.h"
 #include "tests/helper/helper_harness.h"
@@ -48,33 +47,6 @@ TEST(HelperRun, WindowMessagesDoNotPushTheBeatBack) {
     h.ExitBeforeWait(16);
     EXPECT_EQ(h.Run(), 0);
     EXPECT_EQ(h.SentCodes(), std::vector<std::uint32_t>(4, PluginMsgHeartbeat));
-}
-
-TEST(HelperRun, APumpedMessageIsFollowedByAZeroTimeLookAtTheHandles) {
-    HelperHarness h;
-    h.InitializeWithPlugin();
-    // The message's window procedure makes the exit message arrive meanwhile.
-    h.BeforeWait(0, [&] { h.wait.PostInput([&] { h.ipc.Deliver(kHelperChannelName, 1002); }); });
-    EXPECT_EQ(h.Run(), 0);
-    const auto calls = h.wait.Calls();
-    ASSERT_EQ(calls.size(), 3u);
-    EXPECT_EQ(calls[0].result, 2u) << "input is waiting";
-    EXPECT_EQ(calls[1].kind, WaitKind::Dispatch);
-    EXPECT_EQ(calls[2].kind, WaitKind::Poll);
-    EXPECT_EQ(calls[2].handles, calls[0].handles);
-    EXPECT_EQ(calls[2].result, 0u) << "the exit message found without waiting";
-}
-
-TEST(HelperRun, ChannelDataWinsOverTheStopEventWhichIsSeenNext) {
-    HelperHarness h;
-    h.InitializeWithPlugin();
-    h.BeforeWait(0, [&h] {
-        h.ipc.Deliver(kHelperChannelName, 7);
-        h.helper->OnServerDown();
-    });
-    h.ExitBeforeWait(2);
-    EXPECT_EQ(h.Run(), 0);
-    EXPECT_EQ(h.WaitResults(), (std::vector<std::uint32_t>{0, 1, 0}));
 }
 
 TEST(HelperRun, OnlyMessagesWhoseFirstFourBytesMake1002EndTheLoop) {
@@ -155,17 +127,6 @@ TEST(HelperRun, WithoutTheDataReadyEventTheLibrarysCodeIsReturnedAtOnce) {
     EXPECT_EQ(h.Run(), 0x5151);
     EXPECT_EQ(h.wait.WaitCount(), 0u);
     EXPECT_TRUE(h.ipc.Sent().empty());
-}
-
-TEST(HelperRun, InDebugModeWithoutAPlugInNothingIsEverSent) {
-    HelperHarness h;
-    ASSERT_EQ(h.helper->Initialize(true), 0);
-    h.ExitBeforeWait(10);
-    EXPECT_EQ(h.Run(), 0);
-    h.ipc.FailNext(Call::Read, 9);
-    h.ipc.Deliver(kHelperChannelName, 5);
-    EXPECT_EQ(h.Run(), -1) << "a failure, but nobody to report it to";
-    EXPECT_EQ(h.CallCount(Call::Write), 0u);
 }
 
 TEST(HelperRun, TheClientIsStartedAtAWakeUpWithoutStopEventUntilItIsConnected) {

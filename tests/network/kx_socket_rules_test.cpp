@@ -2,7 +2,6 @@
 // a fake socket system.
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -168,27 +167,6 @@ TEST_F(KxSocketRules, FailureCodesAndWhichFailuresClose) {
     EXPECT_TRUE(fake.sent.empty());
 }
 
-TEST_F(KxSocketRules, SendToAndReceiveFromSkipResetsOfEarlierSends) {
-    KxSocketUDP socket;
-    ASSERT_EQ(socket.OpenSocket(), 0u);
-    unsigned int count = 99;
-    fake.FailNext("SendTo", 10051);
-    EXPECT_EQ(socket.SendTo("127.0.0.1", 50999, "abc", 3, count), 0x10015u);
-    EXPECT_EQ(count, 0u) << "nothing sent";
-    EXPECT_EQ(socket.SendTo("127.0.0.1", 50999, "abc", 3, count), 0u);
-    EXPECT_EQ(count, 3u);
-    ASSERT_EQ(fake.sent.size(), 1u);
-    EXPECT_EQ(fake.sent[0].destination, "127.0.0.1");
-    EXPECT_EQ(fake.sent[0].port, 50999);
-
-    char buffer[16];
-    unsigned short port = 0;
-    fake.FailNext("ReceiveFrom", 10054);
-    fake.FailNext("ReceiveFrom", 10054);
-    EXPECT_EQ(socket.ReceiveFrom(buffer, sizeof buffer, count, buffer, sizeof buffer, port), 0u);
-    EXPECT_EQ(fake.CallCount("ReceiveFrom"), 3);
-}
-
 TEST_F(KxSocketRules, LocalAddressesAndHostLookUps) {
     KxSocketUDP socket;
     std::vector<std::string> addresses{"stale"};
@@ -273,25 +251,6 @@ TEST_F(KxSocketRules, ConnectOutcomes) {
         EXPECT_EQ(socket.GetSocket() != kNoSocket, c.open) << c.failing;
         EXPECT_EQ(socket.GetEvent() != kNoEvent, c.open) << c.failing;
     }
-}
-
-TEST_F(KxSocketRules, StreamSendsAndWaitsReportWhatTheyDid) {
-    KxSocketTCPIP socket;
-    ASSERT_EQ(socket.Connect("127.0.0.1", 80, 1, 0), 0u);
-    unsigned int sent = 5;
-    fake.FailNext("Send", 10035);
-    EXPECT_EQ(socket.Send("x", 1, sent), 0x10033u);
-    EXPECT_EQ(sent, 0u);
-    EXPECT_EQ(socket.Send("x", 1, sent), 0u);
-    EXPECT_EQ(sent, 1u);
-    int count = -1;
-    fake.waitReadyCount = 0;
-    EXPECT_EQ(socket.WaitReadable(count, 0, 1000), 0u);
-    EXPECT_EQ(count, 0);
-    bool ready = true;
-    fake.FailNext("Wait", 10038);
-    EXPECT_EQ(socket.WaitReadableOrError(ready, 0, 1000), 0x10059u);
-    EXPECT_FALSE(ready);
 }
 
 TEST_F(KxSocketRules, AcceptWaitsThenTakesTheConnection) {

@@ -207,17 +207,6 @@ TEST_F(ClientCommandsTest, EveryCommandFormSendsItsRequest) {
     }
 }
 
-TEST_F(ClientCommandsTest, AResultComesFromTheCoreUnchanged) {
-    EXPECT_EQ(m_client->SendRequest2004(1, 2, 3, 4, 5), LUMO_NOT_REGISTERED);
-    Connect();
-    m_service.Refuse();
-    EXPECT_EQ(m_client->SendRequest2214(1, 2.0), LUMO_EXECUTION_FAILED);
-    EXPECT_EQ(m_client->GetWrtlClient().SendRequest2301(1, 2), LUMO_EXECUTION_FAILED);
-    m_service.Vanish();
-    m_desktop.TickTimers();
-    EXPECT_EQ(m_client->SendRequest2013(), LUMO_NOT_REGISTERED);
-}
-
 TEST_F(ClientCommandsTest, DisplayTextIsNeededFor2065) {
     Connect();
     Display::ICommands& display = m_client->GetDisplayClient();

@@ -26,13 +26,5 @@ TEST(FixedRecord, CannotBeMadeFromMissingBytesOrBeyondTheLargestRecord) {
     }
 }
 
-TEST(FixedRecord, EmptyPayloadReadsAsAllZero) {
-    const FixedRecord record(kRecord400Size, nullptr, 0);
-    ASSERT_NE(record.Data(), nullptr);
-    for (std::size_t i = 0; i < kRecord400Size; ++i) {
-        ASSERT_EQ(record.Data()[i], 0) << i;
-    }
-}
-
 }  // namespace
 }  // namespace Quorvel::Lumo::Api

@@ -131,28 +131,6 @@ TEST_F(CoreTest, AThrowingOrEmptyHandlerLeavesTheCoreAsItWas) {
     EXPECT_TRUE(m_core.IsRegistered());
 }
 
-TEST_F(CoreTest, ConnectionEventsFireAfterTheFlagsChanged) {
-    std::vector<std::string> seen;
-    auto note = [&](const char* name) {
-        return [&, name] {
-            seen.push_back(std::string(name) + (m_core.IsServerAvailable() ? " A" : " -") +
-                           (m_core.IsRegistered() ? "R" : "-"));
-        };
-    };
-    m_core.SetEventHandler(LumoCoreEvent::ServerAvailable, note("available"));
-    m_core.SetEventHandler(LumoCoreEvent::Registered, note("registered"));
-    m_core.SetEventHandler(LumoCoreEvent::Unregistered, note("unregistered"));
-    m_core.SetEventHandler(LumoCoreEvent::ServerDown, note("down"));
-    Connect();
-    EXPECT_NE(m_core.RegistrationTime().year, 0);
-    m_core.Unregister();
-    m_core.Register();
-    m_service.Vanish();
-    m_desktop.TickTimers();
-    EXPECT_EQ(seen, (std::vector<std::string>{"available A-", "registered AR", "unregistered A-",
-                                              "registered AR", "down --"}));
-}
-
 TEST_F(CoreTest, SendNeedsARegisteredConnection) {
     EXPECT_EQ(m_core.Send(2005, nullptr, 0, 0, 0), LUMO_NOT_REGISTERED);
     EXPECT_EQ(m_core.Register(), LUMO_NOT_INITIALIZED);
@@ -168,18 +146,6 @@ TEST_F(CoreTest, SendNeedsARegisteredConnection) {
     m_service.Vanish();
     m_desktop.TickTimers();
     EXPECT_EQ(m_core.Send(2005, nullptr, 0, 0, 0), LUMO_NOT_REGISTERED);
-}
-
-TEST_F(CoreTest, SecondRegisterLeavesTheCoreUnregisteredWhileTheServiceStillCountsIt) {
-    Connect();
-    ASSERT_TRUE(m_core.IsRegistered());
-    EXPECT_EQ(m_core.Register(), LUMO_SUCCESS);
-    EXPECT_FALSE(m_core.IsRegistered());
-    EXPECT_EQ(m_core.Send(2005, nullptr, 0, 0, 0), LUMO_NOT_REGISTERED);
-    EXPECT_EQ(m_core.Unregister(), LUMO_SUCCESS);
-    EXPECT_EQ(m_core.Stop(), LUMO_SUCCESS);
-    EXPECT_EQ(m_service.ReceivedCodes(), (std::vector<std::uint32_t>{2000}))
-        << "neither Unregister nor Stop may send 2001 now";
 }
 
 TEST_F(CoreTest, StartStopLifecycle) {

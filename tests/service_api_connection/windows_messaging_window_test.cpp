@@ -203,14 +203,6 @@ TEST_F(WindowsMessagingWindowTest, RegistrationMessageIsByteExact) {
     EXPECT_TRUE(RegistrationTimeMatches(request->time, before));
 }
 
-TEST_F(WindowsMessagingWindowTest, AlternateRegistrationUsesCode100) {
-    ServicePeer service(m_desktop);
-    Open(kAutoRegister, 1);
-    service.Announce();
-    EXPECT_EQ(service.ReceivedCodes(), (std::vector<std::uint32_t>{100}));
-    EXPECT_TRUE(m_window->IsRegistered());
-}
-
 TEST_F(WindowsMessagingWindowTest, ClaimsOnlyItsOwnMessageAndItsTimerWhichRunsWhileAServerIsKnown) {
     ServicePeer service(m_desktop);
     Open(kManualRegister);
@@ -336,17 +328,6 @@ TEST_F(WindowsMessagingWindowTest, ACallbackMayEndTheSession) {
         c.act(service, window);
         EXPECT_EQ(window, nullptr);
     }
-}
-
-TEST_F(WindowsMessagingWindowTest, WithoutAWindowTheServerNeverAppears) {
-    ServicePeer service(m_desktop);
-    m_desktop.FailCreate(FakeMessageWindow::CreateFailure::NoWindow);
-    Open(kAutoRegister);
-    EXPECT_EQ(m_window->Handle(), 0u);
-    service.Announce();
-    EXPECT_EQ(m_window->Register(), LUMO_NOT_INITIALIZED);
-    EXPECT_EQ(Log(), "");
-    EXPECT_TRUE(service.Received().empty());
 }
 
 }  // namespace

@@ -62,24 +62,6 @@ TEST(RegistrationRequest, CarriesVersionTokenClientTypeAndFlag) {
     }
 }
 
-TEST(RegistrationRequest, TokenDependsOnlyOnDayMonthHourMinute) {
-    LocalTime other = At(1999, 3, 7, 14, 5);
-    other.second = 0;
-    other.milliseconds = 0;
-    other.dayOfWeek = 0;
-    EXPECT_EQ(BuildRegistrationRequest(other, kOtherKey, 3),
-              BuildRegistrationRequest(At(2024, 3, 7, 14, 5), kOtherKey, 3));
-    EXPECT_NE(BuildRegistrationRequest(At(2024, 3, 7, 14, 6), kOtherKey, 3),
-              BuildRegistrationRequest(At(2024, 3, 7, 14, 5), kOtherKey, 3));
-}
-
-TEST(RegistrationRequest, TokenUnderAnotherKeyMatchesAnIndependentCipher) {
-    const auto request = BuildRegistrationRequest(At(2031, 12, 31, 23, 59), kOtherKey, 0);
-    // DES of 1F 0C 17 3B 00 00 00 00 under 3B5A0C8E11F2D4A7.
-    EXPECT_THAT(Bytes(request.begin() + 4, request.begin() + 12),
-                ElementsAreArray(Bytes{0x74, 0x00, 0x2A, 0x42, 0x88, 0x54, 0x99, 0x7B}));
-}
-
 TEST(RegistrationDecode, RecoversTheFieldsWithTheRightKeyOnly) {
     const auto request = BuildRegistrationRequest(At(2024, 11, 30, 8, 41), kOtherKey, 77);
     const auto decoded = DecodeRegistrationRequest(request.data(), request.size(), kOtherKey);
