@@ -16,19 +16,13 @@ class FakeEvents final : public Events {
         return failCreation_ ? nullptr : objects_.Create(false);
     }
     bool Set(KernelHandle event) override { return objects_.Set(event); }
-    bool Close(KernelHandle event) override {
-        const bool closed = objects_.Close(event);
-        closed_ += closed ? 1 : 0;
-        return closed;
-    }
+    bool Close(KernelHandle event) override { return objects_.Close(event); }
 
     void FailCreation(bool fail) { failCreation_ = fail; }
-    int ClosedCount() const { return closed_; }
 
   private:
     FakeKernelObjects& objects_;
     std::atomic<bool> failCreation_{false};
-    std::atomic<int> closed_{0};
 };
 
 }  // namespace Orvane::Platform::Testing

@@ -40,7 +40,7 @@ std::uint32_t FakeMessageWait::WaitForObjectsOrInput(std::uint32_t count,
     if (result == kWaitTimeout && clock_ != nullptr) {
         clock_->Advance(timeoutMs);
     }
-    calls_.push_back({CallKind::Wait, {handles, handles + count}, timeoutMs, result});
+    madeWaits_.push_back({{handles, handles + count}, timeoutMs});
     return result;
 }
 
@@ -54,7 +54,6 @@ bool FakeMessageWait::DispatchOneMessage() {
             input_.pop_front();
             dispatched = true;
         }
-        calls_.push_back({CallKind::Dispatch, {}, 0, dispatched ? 1u : 0u});
     }
     // A window procedure may well post more input or signal objects.
     if (action) {
@@ -65,9 +64,7 @@ bool FakeMessageWait::DispatchOneMessage() {
 
 std::uint32_t FakeMessageWait::PollObjects(std::uint32_t count, const KernelHandle* handles) {
     std::lock_guard lock(mutex_);
-    const std::uint32_t result = Acquire(scriptedPolls_, count, handles);
-    calls_.push_back({CallKind::Poll, {handles, handles + count}, 0, result});
-    return result;
+    return Acquire(scriptedPolls_, count, handles);
 }
 
 std::uint32_t FakeMessageWait::Acquire(std::deque<std::uint32_t>& scripted, std::uint32_t count,

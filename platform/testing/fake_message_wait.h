@@ -19,12 +19,9 @@ namespace Orvane::Platform::Testing {
 
 class FakeMessageWait final : public MessageWait, private Lockable {
   public:
-    enum class CallKind { Wait, Dispatch, Poll };
-    struct Call {
-        CallKind kind;
+    struct Wait {
         std::vector<KernelHandle> handles;
         std::uint32_t timeoutMs;
-        std::uint32_t result;  // for Dispatch: 1 when a message was dispatched
     };
     // LastError() after the budget ran out.
     static constexpr std::uint32_t kBudgetSpentError = 0xB0D6E7;
@@ -65,8 +62,8 @@ class FakeMessageWait final : public MessageWait, private Lockable {
     std::size_t WaitCount() const {
         return Locked([&] { return waits_; });
     }
-    std::vector<Call> Calls() const {
-        return Locked([&] { return calls_; });
+    std::vector<Wait> Waits() const {
+        return Locked([&] { return madeWaits_; });
     }
 
   private:
@@ -84,7 +81,7 @@ class FakeMessageWait final : public MessageWait, private Lockable {
     std::size_t waits_ = 0;
     bool budgetSpent_ = false;
     std::uint32_t lastError_ = 0;
-    std::vector<Call> calls_;
+    std::vector<Wait> madeWaits_;
 };
 
 }  // namespace Orvane::Platform::Testing

@@ -28,7 +28,6 @@ namespace HelperTesting {
 namespace Fakes = Orvane::Platform::Testing;
 using Orvane::Platform::ScopedOverride;
 using Call = Fakes::FakeIpcLibrary::Call;
-using WaitKind = Fakes::FakeMessageWait::CallKind;
 
 // Construct one per test (or per case of a table): it installs its fakes for its lifetime.
 struct HelperHarness {
@@ -81,17 +80,6 @@ struct HelperHarness {
             count += made == call ? 1 : 0;
         }
         return count;
-    }
-
-    // Results of the waits (Wait and Poll) in order.
-    std::vector<std::uint32_t> WaitResults() const {
-        std::vector<std::uint32_t> results;
-        for (const auto& call : wait.Calls()) {
-            if (call.kind != WaitKind::Dispatch) {
-                results.push_back(call.result);
-            }
-        }
-        return results;
     }
 
     Fakes::FakeKernelObjects objects;

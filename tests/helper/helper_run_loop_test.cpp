@@ -24,7 +24,7 @@ TEST(HelperRun, BeatsEveryIntervalFromAKnownStateUntilThePlugInAsksToEnd) {
     EXPECT_TRUE(beat.data.empty());
     EXPECT_EQ(h.debug.NarrowTexts(), std::vector<std::string>{"LumoDiscoveryPluginHelper EXIT\n"});
     // Every wait is on [data ready, stop event] with the beat as its time-out.
-    for (const auto& call : h.wait.Calls()) {
+    for (const auto& call : h.wait.Waits()) {
         ASSERT_EQ(call.handles.size(), 2u);
         EXPECT_EQ(call.handles[1], h.helper->StopEvent());
         EXPECT_EQ(call.timeoutMs, 2000u);
