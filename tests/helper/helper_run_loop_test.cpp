@@ -37,16 +37,19 @@ TEST(HelperRun, BeatsEveryIntervalFromAKnownStateUntilThePlugInAsksToEnd) {
 TEST(HelperRun, WindowMessagesDoNotPushTheBeatBack) {
     HelperHarness h;
     h.InitializeWithPlugin();
-    // A window message every 500 ms of simulated time: the beat must still come every 2000.
+    // A window message every 500 ms of simulated time: each is dispatched, and the beat must
+    // still come every 2000.
+    int dispatched = 0;
     for (std::size_t i = 0; i < 16; ++i) {
-        h.BeforeWait(i, [&h] {
+        h.BeforeWait(i, [&h, &dispatched] {
             h.clock.Advance(500);
-            h.wait.PostInput();
+            h.wait.PostInput([&dispatched] { ++dispatched; });
         });
     }
     h.ExitBeforeWait(16);
     EXPECT_EQ(h.Run(), 0);
     EXPECT_EQ(h.SentCodes(), std::vector<std::uint32_t>(4, PluginMsgHeartbeat));
+    EXPECT_EQ(dispatched, 16);
 }
 
 TEST(HelperRun, OnlyMessagesWhoseFirstFourBytesMake1002EndTheLoop) {
