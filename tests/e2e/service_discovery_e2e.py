@@ -27,6 +27,7 @@ CONNECTED = "LumoDiscoveryPluginHelper::OnConnectedToServer\n"
 SERVER_DOWN = "LumoDiscoveryPluginHelper::OnServerDown\n"
 INSTRUMENT = "LumoDiscoveryPluginHelper::OnInstrumentData\n"
 CLIENT_STARTED = "LumoDiscoveryPluginHelper using LUMO API v6.3.0.0 (2022-01-12)\n"
+EXIT = "LumoDiscoveryPluginHelper EXIT\n"  # the one narrow text
 
 # The service's first life: an instrument, new data for it, an arm the helper does not
 # support, a supported one again, its window vanishing and coming back, and its shutdown.
@@ -315,6 +316,7 @@ class ServiceDiscoveryTest(unittest.TestCase):
                 self.assertNotIn(("announce", record["sequence"]),
                                  [(r["event"], r["sequence"]) for r in records[index + 1:]])
         self.assertGreaterEqual(self.datagrams()[-1][0], self.exit_requested_at)
+        self.assertEqual(len(self.helper_texts(EXIT)), 1, self.debug.text())
         self.assertEqual(self.plugin.events("helper-exited")[0]["exitCode"], 0xFFFFFFFF)
 
 
