@@ -79,7 +79,8 @@ class Program:
                 break
             time.sleep(0.02)
         if not result:
-            raise AssertionError(f"{self.name}: no {what}; output:\n{self.text()}")
+            raise AssertionError(f"{self.name}: no {what} (exit status {self.process.poll()}); "
+                                 f"output:\n{self.text()}")
         return result
 
     def wait_for(self, event, timeout_s=TIMEOUT_S, **fields):
