@@ -126,6 +126,7 @@ TEST_F(KxSocketRules, FailureCodesAndWhichFailuresClose) {
         {"interface", false, true, "SetMulticastInterface", 10022, [](KxSocketBase& s) { return s.SetMulticastSendInterface("10.1.2.3"); }, 0x10004, true},
         {"sendto unreachable", false, true, "SendTo", 10051, [](KxSocketBase& s) { return s.SendTo("127.0.0.1", 50999, "abc", 3, count); }, 0x10015, true},
         {"sendto reset", false, true, "SendTo", 10054, [](KxSocketBase& s) { return s.SendTo("127.0.0.1", 50999, "abc", 3, count); }, 0x10018, true},
+        {"sendto without a host", false, true, nullptr, 0, [](KxSocketBase& s) { return s.SendTo(nullptr, 50999, "abc", 3, count); }, 0x10003, true},
         {"receive would block", false, true, "ReceiveFrom", 10035, [](KxSocketBase& s) { return s.ReceiveFrom(buffer, sizeof buffer, count, buffer, sizeof buffer, port); }, 0x10033, true},
         {"packet info", false, true, "SetPacketInfo", 10042, [](KxSocketBase& s) { return static_cast<Udp&>(s).EnablePacketInfo(); }, 0x10047, true},
         {"events", false, true, "SelectEvents", 10022, [](KxSocketBase& s) { return s.DisableEvents(); }, 0x10004, true},
