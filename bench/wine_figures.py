@@ -11,7 +11,6 @@ import os
 import re
 import subprocess
 import sys
-import tempfile
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "tests", "e2e"))
@@ -99,13 +98,15 @@ def main():
         idle["end"] = sample(pid, server, others + [floor_pid])
         # Then, apart because tracing costs switches of its own: the main thread's blocking
         # calls that last a while are its waits, and each one ends in a wake-up.
-        trace = os.path.join(tempfile.mkdtemp(prefix="wine-figures-"), "strace.txt")
+        trace = os.path.join(launch.workdir, "strace.txt")
         tracer = subprocess.Popen(["strace", "-T", "-p", str(pid), "-o", trace, "-e",
                                    "trace=read,poll,ppoll,select,pselect6,futex"],
                                   stderr=subprocess.DEVNULL)
         time.sleep(TRACE_S)
         tracer.terminate()
         tracer.wait()
+        with open(trace, encoding="utf-8", errors="replace") as f:
+            traced = f.read().splitlines()  # the folder goes with stop_all
         memory = (status_kb(pid, "RssAnon"), status_kb(pid, "VmRSS"),
                   status_kb(floor_pid, "RssAnon"))
         service.finish(timeout_s=run_s)
@@ -141,7 +142,7 @@ def main():
     share = delta[3] / max(1, delta[3] + delta[5])
     helper_and_share = helper_cpu + server_cpu * share
     waits = 0
-    for line in open(trace, encoding="utf-8", errors="replace"):
+    for line in traced:
         duration = re.search(r"<([0-9.]+)>$", line.strip())
         waits += 1 if duration and float(duration.group(1)) >= WAIT_S else 0
     wakeups = waits / TRACE_S

@@ -17,7 +17,7 @@ std::uint32_t FakeMessageWait::WaitForObjectsOrInput(std::uint32_t count,
     {
         std::lock_guard lock(mutex_);
         hook = beforeEachWait_;
-        waitsBefore = waits_++;
+        waitsBefore = madeWaits_.size();
     }
     // Outside the lock: the hook usually posts input or scripts results.
     if (hook) {

@@ -60,7 +60,7 @@ class FakeMessageWait final : public MessageWait, private Lockable {
         return Locked([&] { return budgetSpent_; });
     }
     std::size_t WaitCount() const {
-        return Locked([&] { return waits_; });
+        return Locked([&] { return madeWaits_.size(); });
     }
     std::vector<Wait> Waits() const {
         return Locked([&] { return madeWaits_; });
@@ -78,7 +78,6 @@ class FakeMessageWait final : public MessageWait, private Lockable {
     std::deque<std::function<void()>> input_;
     std::function<void(std::size_t)> beforeEachWait_;
     std::size_t budget_ = 100000;
-    std::size_t waits_ = 0;
     bool budgetSpent_ = false;
     std::uint32_t lastError_ = 0;
     std::vector<Wait> madeWaits_;

@@ -25,9 +25,6 @@ using WideTexts = std::vector<std::wstring>;
 
 class Announcer : public ::testing::Test {
   protected:
-    Bytes CurrentDatagram(const DdsAnnouncement& announcement) const {
-        return Bytes(announcement.Packet(), announcement.Packet() + announcement.SendLength());
-    }
     Texts SendInterfaces() const {
         Texts interfaces;
         for (const auto& datagram : fake.sent) {
