@@ -130,6 +130,14 @@ void Client::ConnectToServerWindow(std::uintptr_t serverWindow) {
     m_core->ServerAvailable(serverWindow);
 }
 
+XeLUMOResult Client::Register() {
+    return m_core->Register();
+}
+
+XeLUMOResult Client::Unregister() {
+    return m_core->Unregister();
+}
+
 ParameterDescriptor Client::GetParameter(std::int32_t id) const {
     return LookUpParameter(*m_parameterNames, id);
 }

@@ -58,6 +58,12 @@ class Client : public IInternalErrorHandler {
     // broadcast: as if the service had announced it (registers with the start flag on).
     // Nothing happens before Start.
     void ConnectToServerWindow(std::uintptr_t serverWindow);
+    // Registers with the service that is known (10 before one is): for a session that
+    // unregistered, or that does not register by itself. 0 when registered already.
+    XeLUMOResult Register();
+    // Unregisters (sends 2001) when registered; OnUnregisteredFromServer follows. The
+    // session stays open and does not register by itself again until Register.
+    XeLUMOResult Unregister();
 
     // The parameter of `id`; std::out_of_range ("invalid map<K, T> key") when there is none.
     ParameterDescriptor GetParameter(std::int32_t id) const;
