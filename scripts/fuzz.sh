@@ -19,7 +19,7 @@ if [ ${#missing[@]} -gt 0 ]; then
 fi
 scripts/deps.sh
 
-targets=(archive copy_data plugin_message announcement_datagram)
+targets=(archive copy_data plugin_message announcement_datagram reentrant_session)
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz --target "${targets[@]/#/fuzz_}" >/dev/null
 

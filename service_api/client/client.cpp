@@ -91,6 +91,7 @@ Client::Client()
       m_wrtl(std::make_unique<Wrtl::Client>(*m_core, *this)),
       m_parameterNames(std::make_unique<ParameterNames>()) {
     FillParameterNames(*m_parameterNames);
+    m_core->SetInternalErrorHandler(this);
     m_core->SetEventHandler(LumoCoreEvent::ServerAvailable, [this] { OnServerAvailable(); });
     m_core->SetEventHandler(LumoCoreEvent::Registered, [this] { OnConnectedToServer(); });
     m_core->SetEventHandler(LumoCoreEvent::ServerDown, [this] { OnServerDown(); });

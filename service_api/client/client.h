@@ -21,12 +21,12 @@
 #include "service_api/client/client_requests.h"
 #include "service_api/client/dc_script_client.h"
 #include "service_api/client/display_client.h"
-#include "service_api/client/internal_error_handler.h"
 #include "service_api/client/parameter_names.h"
 #include "service_api/client/payload_decoders.h"
 #include "service_api/client/service_record.h"
 #include "service_api/client/wrtl_client.h"
 #include "service_api/core/core.h"
+#include "service_api/core/internal_error_handler.h"
 #include "service_api/core/result_codes.h"
 
 #include <cstdint>

@@ -2,6 +2,8 @@
 // observers are not owned; each must be removed before it goes.
 #pragma once
 
+#include "service_api/core/lifetime.h"
+
 #include <algorithm>
 #include <vector>
 
@@ -29,11 +31,16 @@ class Observable final : public IObservable<T> {
 
     // Calls `operation` on every observer, in the order they were added. An observer may
     // add or remove observers meanwhile: one removed before its turn is skipped, one
-    // added waits for the next event.
+    // added waits for the next event. One that ends the session, and with it this list,
+    // is the last one called.
     template <class... Params, class... Args>
     void Notify(void (T::*operation)(Params...), const Args&... args) {
         const std::vector<T*> current = m_observers;
+        const Lifetime::Witness alive = m_lifetime.Watch();
         for (T* observer : current) {
+            if (!*alive) {
+                return;
+            }
             if (Contains(observer)) {
                 (observer->*operation)(args...);
             }
@@ -46,6 +53,7 @@ class Observable final : public IObservable<T> {
     }
 
     std::vector<T*> m_observers;
+    Lifetime m_lifetime;
 };
 
 }  // namespace Quorvel::Lumo::Api::Events

@@ -9,7 +9,14 @@ namespace Quorvel::Lumo::Api {
 using Orvane::Platform::CurrentLocalTime;
 
 Core::~Core() {
-    Stop();
+    try {
+        Stop();
+    } catch (...) {
+        if (m_internalErrorHandler != nullptr) {
+            m_internalErrorHandler->OnInternalError(
+                IInternalErrorHandler::kHandlerFailedWhileEnding, MessageCode::kUnregister);
+        }
+    }
 }
 
 void Core::SetDefaultHandler(LumoMessageHandler handler) {
@@ -56,7 +63,11 @@ XeLUMOResult Core::Start(std::uint32_t alternateRegistration, LumoTransportOptio
 }
 
 XeLUMOResult Core::Stop() {
+    const Lifetime::Witness alive = m_lifetime.Watch();
     Unregister();
+    if (!*alive) {
+        return LUMO_SUCCESS;
+    }
     m_window.reset();
     m_serverAvailable = false;
     m_registered = false;

@@ -6,6 +6,8 @@
 
 #include "platform/local_time.h"
 #include "service_api/core/icore.h"
+#include "service_api/core/internal_error_handler.h"
+#include "service_api/core/lifetime.h"
 #include "service_api/core/listener.h"
 #include "service_api/core/windows_messaging_window.h"
 
@@ -18,7 +20,8 @@ namespace Quorvel::Lumo::Api {
 class Core final : public ICore, public Listener {
   public:
     Core() = default;
-    // Stops (unregistering when registered) before the handlers go.
+    // Stops (unregistering when registered) before the handlers go. What a handler throws
+    // meanwhile goes to the internal error handler, if there is one, and no further.
     ~Core() override;
     Core(const Core&) = delete;
     Core& operator=(const Core&) = delete;
@@ -31,6 +34,8 @@ class Core final : public ICore, public Listener {
     XeLUMOResult Send(std::uint32_t messageCode, const void* payload, std::uint32_t payloadSize,
                       std::uint32_t argument1, std::uint32_t argument2) override;
     XeLUMOResult Start(std::uint32_t alternateRegistration, LumoTransportOptions options) override;
+    // A handler may end this core while the unregistration's send lets messages in: Stop
+    // then touches nothing more. Every other call out is the last thing its caller does.
     XeLUMOResult Stop() override;
     // Clears the registered flag before asking the window, which answers 0 without a word
     // when it is registered already: a second Register leaves the core unregistered while
@@ -39,6 +44,10 @@ class Core final : public ICore, public Listener {
     XeLUMOResult Unregister() override;
     // Hands the window a service window learnt without the broadcast; ignored before Start.
     void ServerAvailable(Orvane::Platform::WindowHandle serverWindow);
+    // Not owned; null for none.
+    void SetInternalErrorHandler(IInternalErrorHandler* handler) {
+        m_internalErrorHandler = handler;
+    }
     bool IsStarted() const override { return m_window != nullptr; }
     bool IsRegistered() const override { return m_registered; }
     bool IsServerAvailable() const override { return m_serverAvailable; }
@@ -69,6 +78,8 @@ class Core final : public ICore, public Listener {
     std::map<std::int32_t, LumoMessageHandler> m_messageHandlers;
     std::map<LumoCoreEvent, LumoEventHandler> m_eventHandlers;
     LumoMessageHandler m_defaultHandler;
+    IInternalErrorHandler* m_internalErrorHandler = nullptr;
+    Lifetime m_lifetime;
 };
 
 }  // namespace Quorvel::Lumo::Api

@@ -33,7 +33,6 @@ WindowsMessagingWindow::WindowsMessagingWindow(Listener& listener, LumoTransport
 }
 
 WindowsMessagingWindow::~WindowsMessagingWindow() {
-    *m_alive = false;
     if (m_window != 0) {
         m_windows.Destroy(m_window);
     }
@@ -60,7 +59,7 @@ void WindowsMessagingWindow::ServerAvailable(WindowHandle serverWindow) {
     m_serverWindow = serverWindow;
     m_serverAvailable = true;
     m_windows.StartTimer(m_window, kLivenessTimerId, kLivenessPeriodMs);
-    const Liveness alive = Alive();
+    const Lifetime::Witness alive = m_lifetime.Watch();
     m_listener.OnServerAvailable();
     if (*alive && m_autoRegister) {
         Register();
@@ -88,7 +87,7 @@ bool WindowsMessagingWindow::OnCopyData(const CopyDataBlock& block) {
     std::uint32_t messageId;
     std::memcpy(&messageId, block.lpData, sizeof(messageId));
     // The service says goodbye with an ordinary message, which its listener still gets.
-    const Liveness alive = Alive();
+    const Lifetime::Witness alive = m_lifetime.Watch();
     if (messageId == MessageCode::kServiceShutdown) {
         ServerLost();
     }
@@ -102,6 +101,8 @@ bool WindowsMessagingWindow::OnCopyData(const CopyDataBlock& block) {
 void WindowsMessagingWindow::ForgetServer() {
     m_serverAvailable = false;
     m_registered = false;
+    m_registering = false;
+    ++m_serverEpoch;
     m_serverWindow = 0;
     m_registrationTime = {};
 }
@@ -120,24 +121,38 @@ XeLUMOResult WindowsMessagingWindow::Register() {
     if (!m_serverAvailable) {
         return LUMO_NOT_INITIALIZED;
     }
-    if (m_registered) {
+    if (m_registered || m_registering) {
         return LUMO_SUCCESS;
     }
     m_autoRegister = m_savedAutoRegister;
     const auto request = BuildRegistrationRequest(CurrentLocalTime(), m_clientKey, m_clientType);
     const std::uint32_t code =
         m_alternateRegistration != 0 ? MessageCode::kRegisterAlternate : MessageCode::kRegister;
-    const WindowHandle server = m_serverWindow;
-    const Liveness alive = Alive();
-    const XeLUMOResult sent = Send(code, request.data(), kRegistrationRequestSize, 0, 0);
-    if (!*alive || sent != LUMO_SUCCESS) {
-        return *alive ? sent : LUMO_SERVER_NOT_AVAILABLE;
+    const std::uint32_t server = m_serverEpoch;
+    const Lifetime::Witness alive = m_lifetime.Watch();
+    m_registering = true;
+    XeLUMOResult sent;
+    try {
+        sent = Send(code, request.data(), kRegistrationRequestSize, 0, 0);
+    } catch (...) {
+        // A handler failed on what the service answered: the registration did not complete.
+        if (*alive) {
+            m_registering = false;
+        }
+        throw;
     }
+    if (!*alive) {
+        return LUMO_SERVER_NOT_AVAILABLE;
+    }
+    m_registering = false;
     // The service may go while it takes the registration (its shutdown message arrives
     // inside the send): a registration with a server that is gone does not count, so that
     // the next server is registered with.
-    if (!m_serverAvailable || m_serverWindow != server) {
+    if (m_serverEpoch != server) {
         return LUMO_SERVER_NOT_AVAILABLE;
+    }
+    if (sent != LUMO_SUCCESS) {
+        return sent;
     }
     m_registered = true;
     m_registrationTime = CurrentLocalTime();
@@ -149,15 +164,14 @@ XeLUMOResult WindowsMessagingWindow::Unregister() {
     if (!m_registered) {
         return LUMO_SUCCESS;
     }
-    const Liveness alive = Alive();
-    Send(MessageCode::kUnregister, nullptr, 0, 0, 0);
-    if (!*alive) {
-        return LUMO_SUCCESS;
-    }
     m_savedAutoRegister = m_autoRegister;
     m_autoRegister = false;
     m_registered = false;
-    m_listener.OnUnregistered();
+    const Lifetime::Witness alive = m_lifetime.Watch();
+    Send(MessageCode::kUnregister, nullptr, 0, 0, 0);
+    if (*alive && !m_registered) {
+        m_listener.OnUnregistered();
+    }
     return LUMO_SUCCESS;
 }
 

@@ -10,6 +10,7 @@
 
 #include "platform/local_time.h"
 #include "platform/message_window.h"
+#include "service_api/core/lifetime.h"
 #include "service_api/core/listener.h"
 #include "service_api/core/result_codes.h"
 #include "service_api/core/transport_options.h"
@@ -38,11 +39,13 @@ class WindowsMessagingWindow final : private Orvane::Platform::MessageWindowEven
     WindowsMessagingWindow(const WindowsMessagingWindow&) = delete;
     WindowsMessagingWindow& operator=(const WindowsMessagingWindow&) = delete;
 
-    // 10 without a server; 0 without sending when already registered; 24 when the server
-    // was lost while it took the request; else the result of sending it.
+    // 10 without a server; 0 without sending when already registered or registering; 24
+    // when the server was lost while it took the request; else the result of sending it.
     XeLUMOResult Register();
     // Always 0; sends 2001 only when registered, and turns auto-registration off until the
-    // next Register, so that a restarted service is not joined behind the user's back.
+    // next Register, so that a restarted service is not joined behind the user's back. The
+    // state changes before the send: a nested Unregister finds nothing to do, and a
+    // Register from inside the send registers anew (the listener then hears only that).
     XeLUMOResult Unregister();
     // 4 without a server window, 3 when it did not take the message, else 0.
     XeLUMOResult Send(std::uint32_t messageCode, const void* payload, std::uint32_t payloadSize,
@@ -77,12 +80,6 @@ class WindowsMessagingWindow final : private Orvane::Platform::MessageWindowEven
     bool OnCopyData(const Orvane::Platform::CopyDataBlock& block) override;
     bool OnTimer(std::uintptr_t timerId) override;
 
-    // Whether the window still exists after a call out: the listener may end the session
-    // (destroying this window) from any of its calls, and so may what the service sends
-    // back during a send.
-    using Liveness = std::shared_ptr<const bool>;
-    Liveness Alive() const { return m_alive; }
-
     void ForgetServer();
     void ServerLost();
     XeLUMOResult Deliver(WindowHandle target, const void* data, std::uint32_t size);
@@ -93,6 +90,12 @@ class WindowsMessagingWindow final : private Orvane::Platform::MessageWindowEven
     bool m_messageFilterSet = false;
     Listener& m_listener;
     bool m_registered = false;
+    // A registration's send is under way: the service may answer, and so call back in,
+    // while it takes the request.
+    bool m_registering = false;
+    // Counts the servers forgotten, so that a send can tell whether its server was lost
+    // (and perhaps another one found) while it ran.
+    std::uint32_t m_serverEpoch = 0;
     WindowHandle m_serverWindow = 0;
     Orvane::Platform::LocalTime m_registrationTime{};
     std::uint32_t m_clientType;
@@ -101,7 +104,9 @@ class WindowsMessagingWindow final : private Orvane::Platform::MessageWindowEven
     bool m_savedAutoRegister;
     std::uint32_t m_alternateRegistration;
     WindowHandle m_window = 0;
-    std::shared_ptr<bool> m_alive = std::make_shared<bool>(true);
+    // The listener may end the session (destroying this window) from any of its calls, and
+    // so may what the service sends back during a send.
+    Lifetime m_lifetime;
 };
 
 }  // namespace Quorvel::Lumo::Api

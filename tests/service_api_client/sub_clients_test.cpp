@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -143,22 +144,36 @@ struct Meddler final : Hearing {
     Hearing* adds;
 };
 
-TEST(Observable, RemovalDuringNotificationActsAtOnceAndAddingFromTheNextEvent) {
-    Events::Observable<Hearing> list;
-    Ear victim, late;
+// Ends the list's owner, and with it the list, when it hears something.
+struct Ender final : Hearing {
+    explicit Ender(std::unique_ptr<Events::Observable<Hearing>>& owned) : list(owned) {}
+    void Hear(int) override { list.reset(); }
+    std::unique_ptr<Events::Observable<Hearing>>& list;
+};
+
+TEST(Observable, AnObserverMayChangeTheListOrEndItWhileItIsNotified) {
+    auto list = std::make_unique<Events::Observable<Hearing>>();
+    Ear victim, late, after;
     Meddler meddler;
-    meddler.list = &list;
+    meddler.list = list.get();
     meddler.removes = &victim;
     meddler.adds = &late;
-    list.AddObserver(&meddler);
-    list.AddObserver(&victim);
-    list.AddObserver(nullptr);
+    list->AddObserver(&meddler);
+    list->AddObserver(&victim);
+    list->AddObserver(nullptr);
 
-    list.Notify(&Hearing::Hear, 1);
-    list.Notify(&Hearing::Hear, 2);
+    list->Notify(&Hearing::Hear, 1);
+    list->Notify(&Hearing::Hear, 2);
+    EXPECT_TRUE(victim.heard.empty()) << "removed before its turn";
+    EXPECT_EQ(late.heard, std::vector<int>{2}) << "added for the next event";
 
-    EXPECT_TRUE(victim.heard.empty());
-    EXPECT_EQ(late.heard, std::vector<int>{2});
+    Ender ender(list);
+    list->AddObserver(&ender);
+    list->AddObserver(&after);
+    list->Notify(&Hearing::Hear, 3);
+    EXPECT_EQ(list, nullptr);
+    EXPECT_EQ(late.heard, (std::vector<int>{2, 3}));
+    EXPECT_TRUE(after.heard.empty()) << "the list ended before its turn";
 }
 
 }  // namespace

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -189,6 +191,55 @@ TEST_F(CoreTest, RepliesArriveInsideTheSendAndHandlersMaySendAgain) {
     EXPECT_EQ(m_log,
               (std::vector<std::string>{"reply 2013", "h2014(1004,2014,0)", "send 2014 -> 0"}));
     EXPECT_EQ(m_service.ReceivedCodes(), (std::vector<std::uint32_t>{2000, 2013, 2014}));
+}
+
+// The service answers the unregistration from inside its send, and the handler of that
+// answer ends the core: nothing of the core is touched once it is gone (AddressSanitizer
+// sees it when it is), and nothing leaves its destructor.
+TEST(CoreEnding, AHandlerMayEndTheCoreWhileItsUnregistrationLetsAnswersIn) {
+    struct ErrorLog final : IInternalErrorHandler {
+        void OnInternalError(std::uint32_t kind, std::uint32_t messageId) override {
+            reported.push_back(std::to_string(kind) + "/" + std::to_string(messageId));
+        }
+        std::vector<std::string> reported;
+    };
+    using Step = std::function<void(std::unique_ptr<Core>&)>;
+    const Step destroy = [](auto& core) { core.reset(); };
+    const struct {
+        const char* name;
+        std::uint32_t answer;  // to 2001; its handler runs `handle`
+        Step handle, end;
+        std::vector<std::string> reported;
+    } cases[] = {
+        {"stopped, destroyed on the loss", 1005, destroy, [](auto& core) { core->Stop(); }, {}},
+        {"destroyed, a handler throws",
+         2013,
+         [](auto&) { throw std::runtime_error("failed"); },
+         destroy,
+         {"3/2001"}},
+    };
+    for (const auto& each : cases) {
+        FakeMessageWindow desktop;
+        ScopedOverride<MessageWindowService> installed(desktop);
+        ServicePeer service(desktop);
+        ErrorLog errors;
+        auto core = std::make_unique<Core>();
+        core->SetInternalErrorHandler(&errors);
+        core->SetEventHandler(LumoCoreEvent::ServerDown, [&] { each.handle(core); });
+        core->AddMessageHandler(
+            2013, [&](const sLUMOChunk&, char*, std::uint64_t) { each.handle(core); });
+        desktop.SetPeerHandler(service.Window(), [&](const std::vector<std::uint8_t>& request) {
+            if (U32At(request, 0) == 2001) {
+                service.Tell(desktop.CreatedWindows().at(0), each.answer);
+            }
+        });
+        core->Start(0, kAutoRegister);
+        service.Announce();
+        each.end(core);
+        EXPECT_EQ(core, nullptr) << each.name;
+        EXPECT_EQ(service.ReceivedCodes(), (std::vector<std::uint32_t>{2000, 2001})) << each.name;
+        EXPECT_EQ(errors.reported, each.reported) << each.name;
+    }
 }
 
 }  // namespace
