@@ -14,7 +14,8 @@
 //
 // Commands (SendRequest<id>) send one request and return at once with the result of
 // handing it to the service: 2 before registration, 4 when the service's window is
-// unknown, 3 when the service did not take it, else 0. The service's verdict arrives later
+// unknown, 5 for a request larger than a message can carry (4 GiB less its header), 3
+// when the service did not take it, else 0. The service's verdict arrives later
 // in the callback of the same id.
 #pragma once
 

@@ -97,6 +97,9 @@ XeLUMOResult Client::SendRequest2014() {
 
 XeLUMOResult Client::SendRequest2016(std::uint32_t a, std::uint32_t b, std::uint32_t c,
                                      const std::uint8_t* data, std::uint32_t size) {
+    if (size > kLargestPayload - kRecord2016HeaderSize) {
+        return LUMO_BAD_PARAMETER;
+    }
     // The data may be large: the record lives on the heap for this one send.
     std::vector<std::uint8_t> record(kRecord2016HeaderSize + size, 0);
     RecordWriter(record).U32(0, a).U32(4, b).U32(8, c).Bytes(kRecord2016HeaderSize, data, size);

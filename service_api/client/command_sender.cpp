@@ -10,6 +10,9 @@ XeLUMOResult SendWithoutPayload(ICore& core, std::uint32_t messageId, std::uint3
 
 XeLUMOResult SendRecord(ICore& core, std::uint32_t messageId,
                         std::span<const std::uint8_t> record) {
+    if (record.size() > kLargestPayload) {
+        return LUMO_BAD_PARAMETER;
+    }
     return core.Send(messageId, record.data(), static_cast<std::uint32_t>(record.size()), 0, 0);
 }
 

@@ -17,13 +17,18 @@ namespace Quorvel::Lumo::Api {
 // No payload; `chunkValue` travels in the chunk's argument1.
 XeLUMOResult SendWithoutPayload(ICore& core, std::uint32_t messageId, std::uint32_t chunkValue = 0);
 
+// 5 without sending for a record above kLargestPayload.
 XeLUMOResult SendRecord(ICore& core, std::uint32_t messageId, std::span<const std::uint8_t> record);
 
-// The fields in order, encoded into a buffer that lives for this send only.
+// The fields in order, encoded into a buffer that lives for this send only. 21 without
+// sending when a container holds more elements than a count can say.
 template <class... Fields>
 XeLUMOResult SendSerialized(ICore& core, std::uint32_t messageId, const Fields&... fields) {
     OutputArchive archive;
     archive(fields...);
+    if (archive.TooLarge()) {
+        return LUMO_TOO_MANY_ELEMENTS;
+    }
     const std::vector<std::uint8_t> payload = archive.Finish();
     return SendRecord(core, messageId, payload);
 }

@@ -19,6 +19,15 @@ void OutputArchive::WriteBytes(const void* data, std::size_t size) {
     }
 }
 
+bool OutputArchive::WriteCount(std::size_t size) {
+    if (size > UINT32_MAX) {
+        tooLarge_ = true;
+        return false;
+    }
+    Write(*this, static_cast<std::uint32_t>(size));
+    return true;
+}
+
 std::vector<std::uint8_t> OutputArchive::Finish() {
     return std::exchange(buffer_, {});
 }
@@ -57,10 +66,11 @@ void ReadCountedText(InputArchive& archive, Text& text) {
 
 template <class Text>
 void WriteCountedText(OutputArchive& archive, const Text& text) {
-    const std::uint32_t count = detail::CountOf(text.size());
-    Write(archive, count);
-    for (std::uint32_t i = 0; i < count; ++i) {
-        Write(archive, text[i]);
+    if (!archive.WriteCount(text.size())) {
+        return;
+    }
+    for (const auto unit : text) {
+        Write(archive, unit);
     }
 }
 

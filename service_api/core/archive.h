@@ -44,6 +44,13 @@ class OutputArchive {
         return *this;
     }
 
+    // A 32-bit count of what follows. A size that does not fit is not cut: nothing is
+    // written, the archive counts as too large, and false tells the caller to write no
+    // elements either.
+    bool WriteCount(std::size_t size);
+    // Some count did not fit its 32 bits: the bytes are no payload.
+    bool TooLarge() const { return tooLarge_; }
+
     std::size_t Position() const { return buffer_.size(); }
     // Bytes held so far: grows ahead of the position, in steps of half again.
     std::size_t BufferSize() const { return buffer_.capacity(); }
@@ -55,6 +62,7 @@ class OutputArchive {
     // Written bytes are its elements; the room ahead is reserved, not filled, so that a
     // large payload is copied once.
     std::vector<std::uint8_t> buffer_;
+    bool tooLarge_ = false;
 };
 
 class InputArchive {
@@ -130,11 +138,6 @@ T ScalarFromBits(decltype(ScalarBits(T{})) bits) {
 std::u16string ToUtf16(const std::wstring& text);
 std::wstring FromUtf16(const std::u16string& units);
 
-// A count field is 32-bit whatever the container's size.
-inline std::uint32_t CountOf(std::size_t size) {
-    return static_cast<std::uint32_t>(size);
-}
-
 }  // namespace detail
 
 template <ArchiveScalar T>
@@ -179,13 +182,14 @@ constexpr bool kSameBytesOnTheWire = std::is_arithmetic_v<T> && !std::is_same_v<
 
 template <class T, class Allocator>
 void Write(OutputArchive& archive, const std::vector<T, Allocator>& elements) {
-    const std::uint32_t count = detail::CountOf(elements.size());
-    Write(archive, count);
+    if (!archive.WriteCount(elements.size())) {
+        return;
+    }
     if constexpr (detail::kSameBytesOnTheWire<T>) {
-        archive.WriteBytes(elements.data(), std::size_t{count} * sizeof(T));
+        archive.WriteBytes(elements.data(), elements.size() * sizeof(T));
     } else {
-        for (std::uint32_t i = 0; i < count; ++i) {
-            Write(archive, elements[i]);
+        for (const auto& element : elements) {
+            Write(archive, element);
         }
     }
 }
@@ -217,7 +221,9 @@ void Read(InputArchive& archive, std::vector<T, Allocator>& elements) {
 
 template <ArchiveMap M>
 void Write(OutputArchive& archive, const M& pairs) {
-    Write(archive, detail::CountOf(pairs.size()));
+    if (!archive.WriteCount(pairs.size())) {
+        return;
+    }
     for (const auto& [key, value] : pairs) {
         Write(archive, key);
         Write(archive, value);

@@ -47,6 +47,10 @@ inline constexpr std::uint32_t kRegister = 2000;
 inline constexpr std::uint32_t kUnregister = 2001;
 }  // namespace MessageCode
 
+// The largest payload a message can carry: its whole size, and the chunk's dataSize, are
+// 32-bit on the wire.
+inline constexpr std::uint32_t kLargestPayload = UINT32_MAX - sizeof(LumoMessageHeader);
+
 // A client-to-service message: header (dataSize = payloadSize + 28) then the payload,
 // which is copied only when the pointer is not null (the bytes stay zero otherwise).
 std::vector<std::uint8_t> BuildOutgoingMessage(std::uint32_t messageCode, const void* payload,

@@ -181,6 +181,9 @@ XeLUMOResult WindowsMessagingWindow::Send(std::uint32_t messageCode, const void*
     if (m_serverWindow == 0) {
         return LUMO_INVALID_HANDLE;
     }
+    if (payloadSize > kLargestPayload) {
+        return LUMO_BAD_PARAMETER;
+    }
     // The service answers to the low half of our handle: window handles fit in 32 bits.
     const std::vector<std::uint8_t> message =
         BuildOutgoingMessage(messageCode, payload, payloadSize, argument1, argument2,

@@ -47,7 +47,8 @@ class WindowsMessagingWindow final : private Orvane::Platform::MessageWindowEven
     // state changes before the send: a nested Unregister finds nothing to do, and a
     // Register from inside the send registers anew (the listener then hears only that).
     XeLUMOResult Unregister();
-    // 4 without a server window, 3 when it did not take the message, else 0.
+    // 4 without a server window, 5 for a payload above kLargestPayload (nothing is sent), 3
+    // when it did not take the message, else 0.
     XeLUMOResult Send(std::uint32_t messageCode, const void* payload, std::uint32_t payloadSize,
                       std::uint32_t argument1, std::uint32_t argument2);
     // Sends the three parts back to back, without a header. 4 without a target, 5 without a

@@ -1,4 +1,5 @@
 #include "service_api/client/client.h"
+#include "service_api/client/command_sender.h"
 #include "service_api/client/display_texts.h"
 #include "tests/service_api_client/connected_client.h"
 
@@ -207,15 +208,39 @@ TEST_F(ClientCommandsTest, EveryCommandFormSendsItsRequest) {
     }
 }
 
-TEST_F(ClientCommandsTest, DisplayTextIsNeededFor2065) {
+// Writes a count of 2^32, as a container of more elements than a count can say would.
+struct Uncountable {
+    template <class Archive>
+    void Serialize(Archive& archive) {
+        archive.WriteCount(std::size_t{1} << 32);
+    }
+};
+
+TEST_F(ClientCommandsTest, RequestsThatCannotBeSentAreRefusedWithoutSending) {
     Connect();
     Display::ICommands& display = m_client->GetDisplayClient();
-    EXPECT_FALSE(display.HasDisplayText());
-    EXPECT_EQ(display.SendRequest2065(L"x"), LUMO_BAD_PARAMETER);
     display.SetDisplayText(L"owner");
     EXPECT_TRUE(display.HasDisplayText());
     display.ClearDisplayText();
-    EXPECT_EQ(display.SendRequest2065(L"x"), LUMO_BAD_PARAMETER);
+    const std::uint8_t byte = 0;
+    Core unstarted;  // the refusal comes before the core's own (2)
+    const struct {
+        const char* name;
+        std::function<XeLUMOResult()> send;
+        XeLUMOResult expected;
+    } cases[] = {
+        {"2065 without a stored text", [&] { return display.SendRequest2065(L"x"); },
+         LUMO_BAD_PARAMETER},
+        // 48 + size is one byte more than a message can carry.
+        {"2016 of 4 GiB",
+         [&] { return m_client->SendRequest2016(1, 2, 3, &byte, UINT32_MAX - 107); },
+         LUMO_BAD_PARAMETER},
+        {"a count above 32 bits", [&] { return SendSerialized(unstarted, 2066, Uncountable{}); },
+         LUMO_TOO_MANY_ELEMENTS},
+    };
+    for (const auto& each : cases) {
+        EXPECT_EQ(each.send(), each.expected) << each.name;
+    }
     EXPECT_EQ(m_service.ReceivedCodes(), std::vector<std::uint32_t>{2000});
 }
 

@@ -262,6 +262,9 @@ TEST_F(WindowsMessagingWindowTest, SendFramesThePayloadAndReportsTheTransport) {
     ASSERT_EQ(service.Received().size(), 1u);
     EXPECT_EQ(U32At(service.Received()[0], 4), 11u);
     EXPECT_EQ(service.Received()[0].size(), 63u);
+    // A message says its size in 32 bits: one too large for that is refused, not cut.
+    EXPECT_EQ(m_window->Send(2005, payload, UINT32_MAX - 59, 0, 0), LUMO_BAD_PARAMETER);
+    EXPECT_EQ(service.Received().size(), 1u);
     service.Refuse();
     EXPECT_EQ(m_window->Send(2005, nullptr, 0, 0, 0), LUMO_EXECUTION_FAILED);
 }
