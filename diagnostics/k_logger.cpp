@@ -72,10 +72,11 @@ const FlowLogEntry* KLogger::Slot(std::size_t index) const {
 }
 
 std::size_t KLogger::OldestSlot() const {
-    const std::uint32_t reserved = Counter() >> 1;
-    // Before the first wrap the oldest entry is slot 0; afterwards it is the slot that the
-    // next record overwrites.
-    return reserved < kCapacity ? 0 : reserved & (kCapacity - 1);
+    // The slot that the next record overwrites. Once the ring is full it holds the oldest
+    // entry; before, it and every slot up to the end were never written and render as
+    // nothing, so that the walk from it still meets slot 0 first. Unlike a count of the
+    // records, this holds across the counter's own wrap, past 2^31 records.
+    return (Counter() >> 1) & (kCapacity - 1);
 }
 
 void KLogger::ResetForTesting(std::uint32_t counter) {

@@ -56,6 +56,8 @@ class KLogger {
 
   private:
     std::size_t OldestSlot() const;
+    // The first written entry from the oldest slot on, or nullptr.
+    const FlowLogEntry* OldestWrittenEntry() const;
     void AppendEntryText(std::string& out, const FlowLogEntry& entry,
                          const MDiagnosticsRegistryImplementation& names) const;
 

@@ -120,9 +120,18 @@ void KLogger::AppendEntryText(std::string& out, const FlowLogEntry& entry,
     AppendDecimal(out, std::uint64_t{threadId});
 }
 
+const FlowLogEntry* KLogger::OldestWrittenEntry() const {
+    for (std::size_t n = 0; ring_ && n < kCapacity; ++n) {
+        const FlowLogEntry* entry = Slot((OldestSlot() + n) & (kCapacity - 1));
+        if (!IsNeverWritten(*entry))
+            return entry;
+    }
+    return nullptr;
+}
+
 void KLogger::Render(std::ostream& out, const MDiagnosticsRegistryImplementation& names) const {
     const std::size_t oldest = OldestSlot();
-    const FlowLogEntry* oldestEntry = Slot(oldest);
+    const FlowLogEntry* oldestEntry = OldestWrittenEntry();
 
     std::string text = "%% Reference time: ";
     AppendRelativeTime(text, reference_.counter - (oldestEntry ? oldestEntry->timestamp : 0),
@@ -143,7 +152,7 @@ void KLogger::Render(std::ostream& out, const MDiagnosticsRegistryImplementation
     text += "\n%%\n";
     out << text;
 
-    if (!oldestEntry)
+    if (!ring_)
         return;
     for (std::size_t n = 0; n < kCapacity; ++n) {
         const FlowLogEntry& entry = *Slot((oldest + n) & (kCapacity - 1));

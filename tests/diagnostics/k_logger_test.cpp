@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <ctime>
 #include <limits>
 #include <sstream>
@@ -225,6 +226,25 @@ TEST_F(KLoggerRender, WholeLogHasTheHeaderLinesThenEntriesOldestFirst) {
                   "% Scope_pop in_class (unknown) at (unknown) for_object 0000000000000000 "
                   "(unknown)\n"
                   "    2.000000, -8, 2, 0, 11, 12, 0, 0\n");
+}
+
+TEST_F(KLoggerRender, EntriesStayOldestFirstWhenTheCounterWraps) {
+    // Three records before the counter passes 2^31 records and wraps, three after.
+    logger.ResetForTesting(0xFFFFFFFBu);
+    for (std::uint32_t code = 1; code <= 6; ++code)
+        logger.Append(0, code, 0, 1, 2, nullptr);
+    EXPECT_EQ(logger.Counter(), 7u);
+    std::istringstream rendered([&] {
+        std::ostringstream out;
+        logger.Render(out, names);
+        return out.str();
+    }());
+    std::vector<std::uint32_t> codes;
+    for (std::string line; std::getline(rendered, line);) {
+        if (unsigned code = 0; std::sscanf(line.c_str(), "%% Timing_point (%u,", &code) == 1)
+            codes.push_back(code);
+    }
+    EXPECT_EQ(codes, (std::vector<std::uint32_t>{1, 2, 3, 4, 5, 6}));
 }
 
 TEST_F(KLoggerRender, ReferenceAfterTheOldestEntryAndUnconvertibleWallClock) {
