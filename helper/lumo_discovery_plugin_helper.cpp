@@ -2,7 +2,7 @@
 // control handler and the service's callbacks.
 #include "helper/lumo_discovery_plugin_helper.h"
 
-#include <atomic>
+#include <mutex>
 
 #include "diagnostics/flow_point.h"
 #include "diagnostics/guarded_run.h"
@@ -19,8 +19,11 @@ namespace {
 using Orvane::Platform::Get;
 
 // The live helper, for the console control handler, which the system calls on a thread of
-// its own.
-std::atomic<LumoDiscoveryPluginHelper*> liveHelper{nullptr};
+// its own. The handler uses the helper only while it holds the lock, and the destructor
+// takes the helper away under the same lock before anything else: no handler touches a
+// helper whose destructor has begun.
+std::mutex liveHelperLock;
+LumoDiscoveryPluginHelper* liveHelper = nullptr;
 
 struct ExecuteContext {
     LumoDiscoveryPluginHelper* helper;
@@ -47,14 +50,18 @@ LumoDiscoveryPluginHelper::LumoDiscoveryPluginHelper()
       stopEvent(nullptr),
       ownChannel(0),
       pluginChannel(0) {
+    std::lock_guard lock(liveHelperLock);
     liveHelper = this;
 }
 
 LumoDiscoveryPluginHelper::~LumoDiscoveryPluginHelper() {
+    {
+        std::lock_guard lock(liveHelperLock);
+        liveHelper = nullptr;
+    }
     FLOW_POINT("LumoDiscoveryPluginHelper", "~LumoDiscoveryPluginHelper");
     FLOW_RECORD(this, 0);
     DeInitialize();
-    liveHelper = nullptr;
 }
 
 int LumoDiscoveryPluginHelper::Initialize(bool debugMode) {
@@ -84,7 +91,9 @@ int LumoDiscoveryPluginHelper::Initialize(bool debugMode) {
     if (result != 0) {
         return fail();
     }
-    result = ipc.OpenChannel(kPluginChannelName, &pluginChannel);
+    std::uint32_t opened = 0;
+    result = ipc.OpenChannel(kPluginChannelName, &opened);
+    pluginChannel = opened;
     FLOW_RECORD(this, result);
     if (result != 0) {
         if (debugMode) {
@@ -136,6 +145,7 @@ void LumoDiscoveryPluginHelper::Execute(bool debugMode) {
 }
 
 int LumoDiscoveryPluginHelper::ConsoleCtrlHandler(std::uint32_t eventType) {
+    std::lock_guard lock(liveHelperLock);
     LumoDiscoveryPluginHelper* helper = liveHelper;
     if (helper == nullptr) {
         return 0;

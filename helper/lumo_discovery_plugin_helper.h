@@ -9,6 +9,7 @@
 // ConsoleCtrlHandler, which the system calls on a thread of its own.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "announce/dds_announcement.h"
@@ -63,7 +64,7 @@ class LumoDiscoveryPluginHelper : public IThreadErrorHandler, public Quorvel::Lu
     bool InstrumentAnnounced() const { return instrumentAnnounced != 0; }
     Orvane::Platform::KernelHandle StopEvent() const { return stopEvent; }
     std::uint32_t OwnChannel() const { return ownChannel; }
-    std::uint32_t PluginChannel() const { return pluginChannel; }
+    std::uint32_t PluginChannel() const { return pluginChannel.load(); }
 
   private:
     // Steps 5.1 to 5.8 of the loop: the result of Run before the final withdrawal.
@@ -80,5 +81,6 @@ class LumoDiscoveryPluginHelper : public IThreadErrorHandler, public Quorvel::Lu
     std::uint8_t instrumentAnnounced;
     Orvane::Platform::KernelHandle stopEvent;
     std::uint32_t ownChannel;
-    std::uint32_t pluginChannel;
+    // Read by the console control handler on the system's thread too.
+    std::atomic<std::uint32_t> pluginChannel;
 };

@@ -1,51 +1,32 @@
 #include "platform/console_control.h"
 
-#include <algorithm>
-#include <mutex>
-#include <vector>
-
+#include "platform/console_handler_list.h"
 #include "platform/service.h"
 #include "platform/windows_api.h"
 
 namespace Orvane::Platform {
 namespace {
 
+BOOL WINAPI Dispatch(DWORD eventType);
+
 // The system wants a handler of its own signature; one dispatcher of that signature stands
 // for all portable handlers and is registered while at least one of them is.
 class Win32ConsoleControl final : public ConsoleControl {
   public:
-    std::uint32_t AddHandler(Handler handler) override {
-        std::lock_guard lock(mutex_);
-        if (handlers_.empty() && !SetConsoleCtrlHandler(&Dispatch, TRUE)) {
-            return ErrorCode();
-        }
-        handlers_.push_back(handler);
-        return 0;
-    }
-
-    std::uint32_t RemoveHandler(Handler handler) override {
-        std::lock_guard lock(mutex_);
-        const auto found = std::find(handlers_.rbegin(), handlers_.rend(), handler);
-        if (found == handlers_.rend()) {
-            return ERROR_INVALID_PARAMETER;
-        }
-        if (handlers_.size() == 1 && !SetConsoleCtrlHandler(&Dispatch, FALSE)) {
-            return ErrorCode();
-        }
-        handlers_.erase(std::next(found).base());
-        return 0;
-    }
+    std::uint32_t AddHandler(Handler handler) override { return m_handlers.Add(handler); }
+    std::uint32_t RemoveHandler(Handler handler) override { return m_handlers.Remove(handler); }
+    int Raise(DWORD eventType) { return m_handlers.Dispatch(eventType); }
 
   private:
-    static std::uint32_t ErrorCode() {
+    static std::uint32_t InstallDispatcher(bool install) {
+        if (SetConsoleCtrlHandler(&Dispatch, install ? TRUE : FALSE)) {
+            return 0;
+        }
         const DWORD error = GetLastError();
         return error != 0 ? error : ERROR_GEN_FAILURE;
     }
 
-    static BOOL WINAPI Dispatch(DWORD eventType);
-
-    std::mutex mutex_;
-    std::vector<Handler> handlers_;
+    ConsoleHandlerList m_handlers{&InstallDispatcher};
 };
 
 Win32ConsoleControl& Instance() {
@@ -53,19 +34,8 @@ Win32ConsoleControl& Instance() {
     return service;
 }
 
-BOOL WINAPI Win32ConsoleControl::Dispatch(DWORD eventType) {
-    std::vector<Handler> handlers;
-    {
-        std::lock_guard lock(Instance().mutex_);
-        handlers = Instance().handlers_;
-    }
-    // Called outside the lock: a handler may well add or remove handlers itself.
-    for (auto it = handlers.rbegin(); it != handlers.rend(); ++it) {
-        if ((*it)(eventType) != 0) {
-            return TRUE;
-        }
-    }
-    return FALSE;
+BOOL WINAPI Dispatch(DWORD eventType) {
+    return Instance().Raise(eventType) != 0 ? TRUE : FALSE;
 }
 
 }  // namespace

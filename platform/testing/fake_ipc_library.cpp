@@ -120,6 +120,9 @@ std::uint32_t FakeIpcLibrary::WriteChannelWithDataBuffer(std::uint32_t target,
                                                          const char* senderName,
                                                          const char* targetName, const void* data,
                                                          std::uint32_t length, std::uint32_t code) {
+    if (const auto action = Locked([&] { return std::exchange(duringNextWrite_, nullptr); })) {
+        action();
+    }
     std::lock_guard lock(mutex_);
     if (const auto failure = TakeFailure(Call::Write)) {
         return *failure;

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -70,6 +71,10 @@ class FakeIpcLibrary final : public IpcLibrary, private Lockable {
     void FailNext(Call call, std::uint32_t result) {
         Locked([&] { failures_[call].push_back(result); });
     }
+    // Runs `action` as the next write begins, outside the fake's lock: it may block.
+    void DuringNextWrite(std::function<void()> action) {
+        Locked([&] { duringNextWrite_ = std::move(action); });
+    }
     // The handle the next created or opened channel gets; later ones count up from it.
     void SetNextHandle(std::uint32_t handle) {
         Locked([&] { nextHandle_ = handle; });
@@ -109,6 +114,7 @@ class FakeIpcLibrary final : public IpcLibrary, private Lockable {
     std::vector<Call> calls_;
     std::vector<SentMessage> sent_;
     std::vector<std::uint32_t> closed_;
+    std::function<void()> duringNextWrite_;
 };
 
 }  // namespace Orvane::Platform::Testing

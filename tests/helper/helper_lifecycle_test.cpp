@@ -1,3 +1,6 @@
+#include <atomic>
+#include <chrono>
+#include <future>
 #include <sstream>
 #include <thread>
 
@@ -113,6 +116,31 @@ TEST(HelperConsoleControl, SessionEndingEventsTellThePlugInOthersPassOn) {
             EXPECT_EQ(sent.target, h.helper->PluginChannel());
         }
     }
+}
+
+// The system's thread may be inside the handler, sending to the plug-in, as the helper
+// ends: the helper goes only once the handler has returned.
+TEST(HelperConsoleControl, AHelperEndsOnlyOnceAHandlerUsingItHasReturned) {
+    HelperHarness h;
+    h.InitializeWithPlugin();
+    std::promise<void> writing, release;
+    h.ipc.DuringNextWrite([&] {
+        writing.set_value();
+        release.get_future().wait();
+    });
+    std::thread control([&] { h.console.Raise(kCtrlCloseEvent); });
+    writing.get_future().wait();
+    std::atomic<bool> ended = false;
+    std::thread ender([&] {
+        h.helper.reset();
+        ended = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_FALSE(ended);
+    release.set_value();
+    control.join();
+    ender.join();
+    EXPECT_EQ(h.SentCodes(), std::vector<std::uint32_t>{PluginMsgExit});
 }
 
 TEST(HelperConsoleControl, TheUserLoggedMessageNeedsALiveHelperWithAPlugIn) {
