@@ -28,15 +28,18 @@ LumoDiscoveryPluginHelper* liveHelper = nullptr;
 struct ExecuteContext {
     LumoDiscoveryPluginHelper* helper;
     bool debugMode;
+    bool running;  // Run began and has not returned
 };
 
 void ExecuteBody(void* context) {
-    const auto* execute = static_cast<ExecuteContext*>(context);
+    auto* execute = static_cast<ExecuteContext*>(context);
     // A failed Initialize leaves what it opened to the destructor.
     if (execute->helper->Initialize(execute->debugMode) != 0) {
         return;
     }
+    execute->running = true;
     execute->helper->Run();
+    execute->running = false;
     execute->helper->DeInitialize();
 }
 
@@ -140,8 +143,13 @@ int LumoDiscoveryPluginHelper::DeInitialize() {
 void LumoDiscoveryPluginHelper::Execute(bool debugMode) {
     FLOW_POINT("LumoDiscoveryPluginHelper", "Execute");
     FLOW_RECORD(this, debugMode);
-    ExecuteContext context{this, debugMode};
+    ExecuteContext context{this, debugMode, false};
     RunGuarded(&ExecuteBody, &context);
+    if (context.running) {
+        // A fault or an exception ended the run past its own withdrawal (no destructor runs
+        // where a machine fault unwinds): a listener must not wait for a time-out.
+        announcement.Withdraw();
+    }
 }
 
 int LumoDiscoveryPluginHelper::ConsoleCtrlHandler(std::uint32_t eventType) {

@@ -33,8 +33,9 @@ class LumoDiscoveryPluginHelper : public IThreadErrorHandler, public Quorvel::Lu
     // The loop: 0 after the plug-in's exit message, -1 after a failure in the loop, or the
     // channel library's code when the channel's data-ready event is not available.
     int Run();
-    // Initialize, Run, DeInitialize, under a guard that turns a machine fault into a crash
-    // dump and a normal return.
+    // Initialize, Run, DeInitialize, under a guard that turns a machine fault or an
+    // escaping exception into a crash dump and a normal return; a run ended that way
+    // withdraws the announcement afterwards.
     void Execute(bool debugMode);
 
     // The console's control events; a Windows BOOL. Sends PluginMsgExit to the plug-in

@@ -1,6 +1,6 @@
 // The helper's run is guarded: a machine fault or an uncaught exception inside the loop
-// leaves a crash dump and Execute returns, so that main goes on to its exit dump and the exit
-// status.
+// leaves a crash dump, the announcement is withdrawn and Execute returns, so that main goes
+// on to its exit dump and the exit status.
 #include <functional>
 
 #include "platform/minidump.h"
@@ -8,6 +8,7 @@
 #include "platform/testing/fake_minidump_writer.h"
 #include "platform/testing/fake_special_folders.h"
 #include "tests/helper/helper_harness.h"
+#include "tests/identification/instrument_record.h"
 
 namespace HelperTesting {
 namespace {
@@ -20,9 +21,16 @@ void ExpectADumpAndAReturn(void (*fault)()) {
     ScopedOverride<Orvane::Platform::MiniDumpWriter> useWriter{writer};
     ScopedOverride<Orvane::Platform::SpecialFolders> useFolders{folders};
     h.PluginPresent();
+    const Record arm;  // a supported arm
+    h.BeforeWait(0, [&] { h.helper->OnInstrumentData(arm.data()); });
     h.BeforeWait(1, fault);
 
     h.helper->Execute(false);
+
+    // Announced before the fault, withdrawn after it (byte 4 holds the message type).
+    ASSERT_FALSE(h.sockets.sent.empty());
+    EXPECT_EQ(h.sockets.sent.front().bytes.at(4), 5009 & 0xFF);
+    EXPECT_EQ(h.sockets.sent.back().bytes.at(4), 5010 & 0xFF);
 
     const auto writes = writer.Writes();
     ASSERT_EQ(writes.size(), 1u);

@@ -1,4 +1,5 @@
 #include <functional>
+#include <stdexcept>
 #include <string>
 
 #include "tests/helper/helper_harness.h"
@@ -70,33 +71,31 @@ TEST(HelperInstrumentData, TheLoopRepeatsAnArmUntilAnUnsupportedOneWithdrawsIt) 
     EXPECT_EQ(Texts(h.sockets.sent[0].bytes)[1], "Unknown");
 }
 
-TEST(HelperInstrumentData, EveryEndOfTheLoopWithdrawsAnAnnouncedArm) {
+TEST(HelperInstrumentData, EveryEndOfTheRunWithdrawsAnAnnouncedArm) {
     const struct {
         const char* end;
         std::function<void(HelperHarness&)> arrange;
-        int result;
     } cases[] = {
-        {"exit message", [](HelperHarness& h) { h.ipc.Deliver(kHelperChannelName, PluginMsgExit); },
-         0},
-        {"wait failed", [](HelperHarness& h) { h.wait.ScriptWait(Orvane::Platform::kWaitFailed); },
-         -1},
+        {"exit message",
+         [](HelperHarness& h) { h.ipc.Deliver(kHelperChannelName, PluginMsgExit); }},
+        {"wait failed", [](HelperHarness& h) { h.wait.ScriptWait(Orvane::Platform::kWaitFailed); }},
         {"read failed",
          [](HelperHarness& h) {
              h.ipc.Deliver(kHelperChannelName, PluginMsgExit);
              h.ipc.FailNext(Call::Read, 0x1F);
-         },
-         -1},
-        {"heartbeat failed", [](HelperHarness& h) { h.ipc.RemovePeerChannel(kPluginChannelName); },
-         -1},
+         }},
+        {"heartbeat failed", [](HelperHarness& h) { h.ipc.RemovePeerChannel(kPluginChannelName); }},
+        {"an exception", [](HelperHarness&) { throw std::runtime_error("callback failed"); }},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.end);
         HelperHarness h;
-        h.InitializeWithPlugin();
+        h.PluginPresent();
         const auto record = InstrumentRecord(3, 0, u"Arm");
         h.BeforeWait(0, [&] { h.helper->OnInstrumentData(record.data()); });
         h.BeforeWait(1, [&] { c.arrange(h); });
-        EXPECT_EQ(h.Run(), c.result);
+        h.helper->Execute(false);
+        EXPECT_FALSE(h.wait.BudgetSpent());
         ASSERT_FALSE(h.sockets.sent.empty());
         EXPECT_EQ(MessageType(h.sockets.sent.front().bytes), kAnnounce);
         EXPECT_EQ(MessageType(h.sockets.sent.back().bytes), kWithdraw);
