@@ -25,7 +25,8 @@ class MessageWait {
     virtual std::uint32_t WaitForObjectsOrInput(std::uint32_t count, const KernelHandle* handles,
                                                 std::uint32_t timeoutMs) = 0;
     // Removes one waiting message of the thread, if there is one, and has it translated and
-    // dispatched to its window. Returns whether there was one.
+    // dispatched to its window. Returns whether there was one. This and the wait above
+    // throw what a window threw while the system had messages handled.
     virtual bool DispatchOneMessage() = 0;
     // Looks at the handles without sleeping: index of the first signalled one, or
     // kWaitTimeout, or kWaitFailed.

@@ -1,5 +1,6 @@
 #include "platform/message_wait.h"
 
+#include "platform/kept_exception.h"
 #include "platform/service.h"
 #include "platform/windows_api.h"
 
@@ -12,18 +13,22 @@ class Win32MessageWait final : public MessageWait {
                                         std::uint32_t timeoutMs) override {
         // Without MWMO_INPUTAVAILABLE a message that an earlier PeekMessage looked at but left
         // in the queue would not wake the wait.
-        return MsgWaitForMultipleObjectsEx(count, handles, timeoutMs, QS_ALLINPUT,
-                                           MWMO_INPUTAVAILABLE);
+        const DWORD woken = MsgWaitForMultipleObjectsEx(count, handles, timeoutMs, QS_ALLINPUT,
+                                                        MWMO_INPUTAVAILABLE);
+        ThrowKeptException();
+        return woken;
     }
 
     bool DispatchOneMessage() override {
+        // Messages that other threads and processes sent are handled inside the look.
         MSG message;
-        if (!PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-            return false;
+        const bool found = PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) != FALSE;
+        if (found) {
+            TranslateMessage(&message);
+            DispatchMessageW(&message);
         }
-        TranslateMessage(&message);
-        DispatchMessageW(&message);
-        return true;
+        ThrowKeptException();
+        return found;
     }
 
     std::uint32_t PollObjects(std::uint32_t count, const KernelHandle* handles) override {

@@ -26,7 +26,9 @@ struct CopyDataBlock {
 inline constexpr std::uint32_t kFirstRegisteredMessage = 0xC000;
 inline constexpr std::uint32_t kLastRegisteredMessage = 0xFFFF;
 
-// What a window tells its owner. Calls arrive on the thread that created the window.
+// What a window tells its owner. Calls arrive on the thread that created the window. An
+// exception from one of them leaves the program's own call that let the message in (the
+// wait, the pump or a send, see kept_exception.h), never the system's dispatch.
 class MessageWindowEvents {
   public:
     // Any registered message (kFirstRegisteredMessage..kLastRegisteredMessage), ahead of
@@ -72,6 +74,7 @@ class MessageWindowService {
 
     // Sends WM_COPYDATA with wParam 0 to `target` and waits until it was handled. Returns
     // the receiver's answer; 0 also when the target does not exist or the call failed.
+    // Throws what this thread's windows threw while handling messages meanwhile.
     virtual std::intptr_t SendCopyData(WindowHandle target, const CopyDataBlock& block) = 0;
     // Posts a message to every top-level window of the desktop; false on failure.
     virtual bool Broadcast(std::uint32_t message, std::uintptr_t wParam, std::intptr_t lParam) = 0;

@@ -1,5 +1,6 @@
 #include "platform/message_window.h"
 
+#include "platform/kept_exception.h"
 #include "platform/service.h"
 #include "platform/windows_api.h"
 
@@ -24,17 +25,24 @@ LRESULT CALLBACK WindowProcedure(HWND hwnd, UINT message, WPARAM wParam, LPARAM 
     if (events == nullptr) {
         return DefWindowProcW(hwnd, message, wParam, lParam);
     }
+    // What the owner throws must not reach the system's dispatch; a kept exception answers
+    // as default handling does.
+    const auto handled = [](auto&& handle) {
+        return CallKeepingExceptions(handle, [] { return false; });
+    };
     if (message >= kFirstRegisteredMessage && message <= kLastRegisteredMessage) {
-        if (events->OnRegisteredMessage(message, wParam, lParam)) {
+        if (handled([&] { return events->OnRegisteredMessage(message, wParam, lParam); })) {
             return TRUE;
         }
     } else if (message == WM_COPYDATA) {
         const auto* copy = reinterpret_cast<const COPYDATASTRUCT*>(lParam);
-        if (events->OnCopyData({copy->dwData, copy->cbData, copy->lpData})) {
+        if (handled([&] {
+                return events->OnCopyData({copy->dwData, copy->cbData, copy->lpData});
+            })) {
             return TRUE;
         }
     } else if (message == WM_TIMER) {
-        if (events->OnTimer(wParam)) {
+        if (handled([&] { return events->OnTimer(wParam); })) {
             return 0;
         }
     } else if (message == WM_NCDESTROY) {
@@ -103,7 +111,11 @@ class Win32MessageWindowService final : public MessageWindowService {
 
     std::intptr_t SendCopyData(WindowHandle target, const CopyDataBlock& block) override {
         COPYDATASTRUCT copy{block.dwData, block.cbData, const_cast<void*>(block.lpData)};
-        return SendMessageW(ToHwnd(target), WM_COPYDATA, 0, reinterpret_cast<LPARAM>(&copy));
+        const LRESULT answer =
+            SendMessageW(ToHwnd(target), WM_COPYDATA, 0, reinterpret_cast<LPARAM>(&copy));
+        // The target may have answered with messages of its own, handled during the send.
+        ThrowKeptException();
+        return answer;
     }
 
     bool Broadcast(std::uint32_t message, std::uintptr_t wParam, std::intptr_t lParam) override {

@@ -2,21 +2,35 @@
 """The helper's flow-log dump on exit, across process boundaries, under Wine. plugin-sim
 starts the real helper and tells it to end; debug-listen reads its debugger texts. The
 registry value is set with the system's own tool and the log folder is looked at from
-outside: only value 1 with the folder present gives one exit log, holding that run's flow."""
+outside: only value 1 with the folder present gives one exit log, holding that run's flow.
+A helper whose service callback throws leaves a crash dump beside it."""
 import os
 import re
+import struct
 import time
 import unittest
 from itertools import groupby
 
 from exit_log_machine import EXIT_LOG_NAME, ExitLogMachine, stamps_between
-from wine_program import Launcher, main
+from wine_program import Launcher, main, windows_path
 
 CHECKING = "Talvex | FlowLogDumpOnExitHelper checking registry..."
 DONE = "Talvex | FlowLogDumpOnExitHelper - done."
 # "% <event> ... in_class <class> at <function> for_object ..."
 ENTRY = re.compile(r"^% (\S+).* in_class LumoDiscoveryPluginHelper at (\S+) for_object ")
 CALENDAR = re.compile(r" is approximately \d+ms past (.+)$")
+CLIENT_STARTED = "LumoDiscoveryPluginHelper using LUMO API v6.3.0.0 (2022-01-12)\n"
+GCC_CXX_EXCEPTION, EXCEPTION_STREAM, FLOW_LOG_STREAM = 0x20474343, 6, 0x10000
+
+
+def minidump_streams(path):
+    """{stream type: bytes} of a minidump, read by its format alone."""
+    with open(path, "rb") as dump:
+        data = dump.read()
+    assert data[:4] == b"MDMP", path
+    count, directory = struct.unpack_from("<II", data, 8)
+    entries = (struct.unpack_from("<III", data, directory + 12 * i) for i in range(count))
+    return {kind: data[offset:offset + size] for kind, size, offset in entries}
 
 
 class HelperExitDumpTest(unittest.TestCase):
@@ -81,6 +95,45 @@ class HelperExitDumpTest(unittest.TestCase):
         started = self.plugin.wait_for("helper-started")["t"]
         self.assertGreater(run_ms, self.plugin.wait_for("sent", code=1002)["t"] - started - 2000)
         self.assertLess(run_ms, self.plugin.wait_for("helper-exited")["t"] - started)
+
+    def test_an_exception_from_a_service_callback_is_recorded_and_withdraws_the_instrument(self):
+        self.machine.set_value(1)
+        self.machine.provide_folder(True)
+        before = self.machine.files()
+        listener = self.launch.start("debug-listen", "debug-listen.exe", ["--run-ms", "60000"])
+        listener.wait_for("ready")
+        dds = self.launch.announcement_listener(seconds=60)
+        thrower = windows_path(os.path.join(self.launch.bin, "throwing-helper.exe"))
+        plugin = self.launch.start("plugin-sim", "plugin-sim.exe",
+                                   ["--start", thrower, "--run-ms", "60000"])
+        pid = plugin.wait_for("helper-started")["pid"]
+        # The service comes once the helper's client window can hear its broadcast.
+        listener.wait_for("text", pid=pid, text=CLIENT_STARTED)
+        self.launch.service("service", "wait-registered 20000\nsend instrument\nwait 500\n"
+                                       "send message 2210 1 0\nwait 1000\n")
+        self.assertEqual(plugin.wait_for("helper-exited")["exitCode"], 0xFFFFFFFF, plugin.text())
+        events = lambda: [r["event"] for r in dds.records()
+                          if r.get("event") in ("announce", "withdraw")]
+        dds.wait_until(lambda: events()[-1:] == ["withdraw"], "a withdrawal", timeout_s=5)
+        self.assertEqual(events()[0], "announce")
+
+        new = sorted(self.machine.files() - before)
+        self.assertEqual(len(new), 2, new)
+        dump, log = (os.path.join(self.machine.folder, name) for name in new)
+        self.assertRegex(dump, r"LumoDiscoveryHelper_crash_\d{8}_\d{6}\.dmp$")
+        streams = minidump_streams(dump)
+        # The exception record follows the thread id and its alignment.
+        self.assertEqual(struct.unpack_from("<I", streams[EXCEPTION_STREAM], 8)[0],
+                         GCC_CXX_EXCEPTION)
+        # The dump was taken while the run's frames stood: its scope closed only afterwards,
+        # as the exit log shows.
+        at_crash = streams[FLOW_LOG_STREAM].decode("latin-1")
+        with open(log, "rb") as exit_log:
+            at_exit = exit_log.read().decode("latin-1")
+        pop = "% Scope_pop in_class LumoDiscoveryPluginHelper at Run "
+        self.assertIn("in_class LumoDiscoveryPluginHelper at Run ", at_crash)
+        self.assertNotIn(pop, at_crash)
+        self.assertIn(pop, at_exit)
 
     def test_an_absent_value_or_log_folder_writes_nothing_and_creates_no_folder(self):
         self.assertEqual(self.run_helper(None, folder_present=True), [])

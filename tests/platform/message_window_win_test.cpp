@@ -2,7 +2,11 @@
 
 #include "message_window_contract.h"
 
+#include <stdexcept>
 #include <string>
+#include <thread>
+
+#include "platform/message_wait.h"
 
 namespace Orvane::Platform::contract {
 namespace {
@@ -62,6 +66,40 @@ TEST(Win32MessageWindow, UnclaimedRegisteredMessageGoesToDefaultHandling) {
 
     EXPECT_EQ(SendMessageW(hwnd, message, 0, 0), 0);
     EXPECT_EQ(events.seen, 1);
+    service.Destroy(window);
+}
+
+// The system drops an exception thrown while it delivers another thread's message: the
+// program gets it from the pump that let the message in, and the sender gets the answer of
+// default handling.
+TEST(Win32MessageWindow, AHandlersExceptionLeavesThePumpNotTheSystemsDispatch) {
+    struct Throwing final : MessageWindowEvents {
+        bool OnRegisteredMessage(std::uint32_t, std::uintptr_t, std::intptr_t) override {
+            return false;
+        }
+        bool OnCopyData(const CopyDataBlock&) override { throw std::runtime_error("failed"); }
+        bool OnTimer(std::uintptr_t) override { return false; }
+    } events;
+    MessageWindowService& service = Get<MessageWindowService>();
+    const WindowHandle window = service.Create(L"LumoThrowingClass", L"LUMO_THROWING", events);
+    std::intptr_t answer = -1;
+    std::thread sender([&] {
+        const char byte = 1;
+        answer = service.SendCopyData(window, {0, 1, &byte});
+    });
+    MessageWait& wait = Get<MessageWait>();
+    bool thrown = false;
+    for (int round = 0; round < 100 && !thrown; ++round) {
+        try {
+            wait.WaitForObjectsOrInput(0, nullptr, 50);
+            wait.DispatchOneMessage();
+        } catch (const std::runtime_error&) {
+            thrown = true;
+        }
+    }
+    sender.join();
+    EXPECT_TRUE(thrown);
+    EXPECT_EQ(answer, 0);
     service.Destroy(window);
 }
 
