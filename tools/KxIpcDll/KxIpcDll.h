@@ -37,6 +37,7 @@ enum : unsigned {
     KXIPC_ERROR_CHANNEL_GONE = 11,       // the channel's creator has closed it or ended
     KXIPC_ERROR_SYSTEM = 12,             // the system refused; GetLastError tells why
     KXIPC_ERROR_RECEIVER_STALLED = 13,   // the receiver read nothing for 500 ms while full
+    KXIPC_ERROR_CHANNEL_BUSY = 14,       // another party held the channel for 500 ms
 };
 
 enum : unsigned {
@@ -80,7 +81,9 @@ KXIPC_API unsigned kxipcReadChannel(void* buffer, unsigned channel, unsigned siz
 // caller's own records and is not transmitted. Fails with KXIPC_ERROR_CHANNEL_GONE once the
 // channel's creator has closed it; should a process create the name anew, the handle sends
 // to that new channel. Waits while the receiver is 64 messages or 64 KiB behind, until it
-// has read some, but 500 ms at most: then fails with KXIPC_ERROR_RECEIVER_STALLED.
+// has read some, but 500 ms at most: then fails with KXIPC_ERROR_RECEIVER_STALLED. Every
+// function that waits for the channel's lock gives up after 500 ms with
+// KXIPC_ERROR_CHANNEL_BUSY.
 KXIPC_API unsigned kxipcWriteChannelWithDataBuffer(unsigned target, const char* senderName,
                                                    const char* targetName, const void* data,
                                                    unsigned length, unsigned code);

@@ -19,6 +19,7 @@ constexpr LONG kMaxWaitingMessages = 64;
 constexpr LONG kMaxWaitingBytes = 64 * 1024;
 constexpr DWORD kRoomPollMs = 2;
 constexpr ULONGLONG kRoomWaitMs = 500;
+constexpr DWORD kLockWaitMs = 500;
 
 std::string SlotPath(const std::string& name) {
     return "\\\\.\\mailslot\\KxIpc\\" + name;
@@ -27,24 +28,60 @@ std::string ObjectName(const char* kind, const std::string& name) {
     return std::string("KxIpc.") + kind + "." + name;
 }
 
+// Overlapped, so that a write can be given up.
 HANDLE OpenSlotForWriting(const std::string& name) {
     return CreateFileA(SlotPath(name).c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                       OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+                       OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr);
 }
 
-// Holds the channel's mutex. A holder that died leaves it abandoned, which still hands it
-// to us; the shared record is then corrected by the reader as soon as the mailslot is
-// empty.
+// Holds the channel's mutex, if it comes within kLockWaitMs. A holder that died leaves it
+// abandoned, which still hands it to us; the shared record is then corrected by the reader
+// as soon as the mailslot is empty.
 class LockHolder {
   public:
-    explicit LockHolder(HANDLE lock) : lock_(lock) { WaitForSingleObject(lock_, INFINITE); }
-    ~LockHolder() { ReleaseMutex(lock_); }
+    explicit LockHolder(HANDLE lock) : lock_(lock) {
+        const DWORD waited = WaitForSingleObject(lock_, kLockWaitMs);
+        held_ = waited == WAIT_OBJECT_0 || waited == WAIT_ABANDONED;
+    }
+    ~LockHolder() {
+        if (held_) {
+            ReleaseMutex(lock_);
+        }
+    }
     LockHolder(const LockHolder&) = delete;
     LockHolder& operator=(const LockHolder&) = delete;
+    bool Held() const { return held_; }
 
   private:
     HANDLE lock_;
+    bool held_;
 };
+
+// Writes one whole message, giving up at `deadline`.
+unsigned WriteWithin(HANDLE slot, const std::string& message, ULONGLONG deadline) {
+    OVERLAPPED overlapped{};
+    overlapped.hEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    if (overlapped.hEvent == nullptr) {
+        return KXIPC_ERROR_SYSTEM;
+    }
+    const auto size = static_cast<DWORD>(message.size());
+    DWORD written = 0;
+    bool done = false;
+    if (WriteFile(slot, message.data(), size, nullptr, &overlapped) ||
+        GetLastError() == ERROR_IO_PENDING) {
+        const ULONGLONG now = GetTickCount64();
+        const auto left = static_cast<DWORD>(now < deadline ? deadline - now : 0);
+        if (WaitForSingleObject(overlapped.hEvent, left) != WAIT_OBJECT_0) {
+            CancelIoEx(slot, &overlapped);
+        }
+        done = GetOverlappedResult(slot, &overlapped, &written, TRUE) && written == size;
+    }
+    const DWORD error = GetLastError();
+    CloseHandle(overlapped.hEvent);
+    return done                               ? KXIPC_OK
+           : error == ERROR_OPERATION_ABORTED ? KXIPC_ERROR_RECEIVER_STALLED
+                                              : KXIPC_ERROR_CHANNEL_GONE;
+}
 
 }  // namespace
 
@@ -88,6 +125,9 @@ unsigned Channel::Create(const std::string& name, std::unique_ptr<Channel>* made
     {
         // A writer of an earlier channel of this name may still hold these objects.
         LockHolder hold(channel->lock_);
+        if (!hold.Held()) {
+            return KXIPC_ERROR_CHANNEL_BUSY;
+        }
         ResetEvent(channel->dataReady_);
         *channel->waiting_ = {};
     }
@@ -148,6 +188,9 @@ DWORD Channel::NextMessageSize() const {
 
 unsigned Channel::Read(void* buffer, unsigned size, unsigned* bytesRead) {
     LockHolder hold(lock_);
+    if (!hold.Held()) {
+        return KXIPC_ERROR_CHANNEL_BUSY;
+    }
     const DWORD nextSize = NextMessageSize();
     if (nextSize == MAILSLOT_NO_MESSAGE) {
         return KXIPC_ERROR_NO_MESSAGE;
@@ -188,7 +231,7 @@ unsigned Channel::Write(unsigned code, const void* data, unsigned length) {
     const ULONGLONG deadline = GetTickCount64() + kRoomWaitMs;
     for (;;) {
         bool written = false;
-        const unsigned result = TryWrite(message, &written);
+        const unsigned result = TryWrite(message, deadline, &written);
         if (result != KXIPC_OK || written) {
             return result;
         }
@@ -199,8 +242,11 @@ unsigned Channel::Write(unsigned code, const void* data, unsigned length) {
     }
 }
 
-unsigned Channel::TryWrite(const std::string& message, bool* written) {
+unsigned Channel::TryWrite(const std::string& message, ULONGLONG deadline, bool* written) {
     LockHolder hold(lock_);
+    if (!hold.Held()) {
+        return KXIPC_ERROR_CHANNEL_BUSY;
+    }
     // A writing handle kept from the open would go on accepting messages after the creator
     // has closed the channel, on some systems without any error; opening by name for each
     // message fails exactly when the channel is gone.
@@ -208,20 +254,23 @@ unsigned Channel::TryWrite(const std::string& message, bool* written) {
     if (slot == INVALID_HANDLE_VALUE) {
         return KXIPC_ERROR_CHANNEL_GONE;
     }
+    // A record out of bounds, or one that counts messages while the event says none wait,
+    // was not written by a writer of this library: it counts as empty.
+    Waiting seen = *waiting_;
+    if (seen.messages < 0 || seen.messages > kMaxWaitingMessages || seen.bytes < 0 ||
+        seen.bytes > 2 * kMaxWaitingBytes || WaitForSingleObject(dataReady_, 0) != WAIT_OBJECT_0) {
+        seen = {};
+    }
     const auto size = static_cast<LONG>(message.size());
-    const bool room = waiting_->messages == 0 || (waiting_->messages < kMaxWaitingMessages &&
-                                                  waiting_->bytes + size <= kMaxWaitingBytes);
+    const bool room = seen.messages == 0 || (seen.messages < kMaxWaitingMessages &&
+                                             seen.bytes + size <= kMaxWaitingBytes);
     unsigned result = KXIPC_OK;
     if (room) {
-        DWORD count = 0;
-        if (WriteFile(slot, message.data(), size, &count, nullptr) &&
-            count == static_cast<DWORD>(size)) {
-            ++waiting_->messages;
-            waiting_->bytes += size;
+        result = WriteWithin(slot, message, deadline);
+        if (result == KXIPC_OK) {
+            *waiting_ = {seen.messages + 1, seen.bytes + size};
             SetEvent(dataReady_);
             *written = true;
-        } else {
-            result = KXIPC_ERROR_CHANNEL_GONE;
         }
     }
     CloseHandle(slot);

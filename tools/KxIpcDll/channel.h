@@ -9,7 +9,10 @@
 // Some systems block a mailslot writer once the reader falls far behind, and unblock it
 // only after much has been drained; a writer blocked under the mutex would then stop the
 // reader for good. So a writer writes only while the shared record shows room, and
-// otherwise waits outside the mutex for the reader to catch up.
+// otherwise waits outside the mutex for the reader to catch up. Any local process can
+// write the mailslot and the record, though: so the record is checked before it is used,
+// the write itself gives up at the writer's deadline, and every wait for the mutex is
+// bounded too.
 #pragma once
 
 #include <memory>
@@ -44,7 +47,7 @@ class Channel {
     // MAILSLOT_NO_MESSAGE, or the size of the next message.
     DWORD NextMessageSize() const;
     // Under the mutex: writes the message if there is room, else leaves *written false.
-    unsigned TryWrite(const std::string& message, bool* written);
+    unsigned TryWrite(const std::string& message, ULONGLONG deadline, bool* written);
 
     std::string name_;
     bool own_;
