@@ -7,12 +7,13 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/windows_api.h"
 #include "tools/common/output.h"
+#include "tools/debug-listen/lib/debug_buffer.h"
 
 namespace {
 
@@ -34,14 +35,14 @@ Output: one JSON object a line on stdout, each with "t" (milliseconds since star
   exit    status
 )";
 
-std::string ToUtf8(const char* text, std::size_t length) {
-    if (length == 0) {
+std::string ToUtf8(std::string_view text) {
+    if (text.empty()) {
         return {};
     }
-    const int wideLength =
-        MultiByteToWideChar(CP_ACP, 0, text, static_cast<int>(length), nullptr, 0);
+    const auto length = static_cast<int>(text.size());
+    const int wideLength = MultiByteToWideChar(CP_ACP, 0, text.data(), length, nullptr, 0);
     std::wstring wide(wideLength, L'\0');
-    MultiByteToWideChar(CP_ACP, 0, text, static_cast<int>(length), wide.data(), wideLength);
+    MultiByteToWideChar(CP_ACP, 0, text.data(), length, wide.data(), wideLength);
     const int utf8Length =
         WideCharToMultiByte(CP_UTF8, 0, wide.data(), wideLength, nullptr, 0, nullptr, nullptr);
     std::string utf8(utf8Length, '\0');
@@ -114,12 +115,9 @@ int Listen(const Options& options, const LumoTools::Output& output) {
                 output.Line("error").Add("text", "wait failed").Add("lastError", GetLastError()));
             return 2;
         }
-        DWORD pid = 0;
-        std::memcpy(&pid, buffer, sizeof pid);
-        const std::size_t length = strnlen(buffer + 4, kBufferSize - 4);
-        if (options.pid < 0 || pid == options.pid) {
-            output.Print(
-                output.Line("text").Add("pid", pid).Add("text", ToUtf8(buffer + 4, length)));
+        const DebugListen::DebugText read = DebugListen::ReadDebugBuffer(buffer, kBufferSize);
+        if (options.pid < 0 || read.pid == options.pid) {
+            output.Print(output.Line("text").Add("pid", read.pid).Add("text", ToUtf8(read.text)));
         }
     }
 }

@@ -15,7 +15,7 @@ std::optional<LivenessEvent> AnnouncerLiveness::Heard(const std::string& source,
     if (announcement.IsWithdrawal() || !interval || *interval == 0) {
         // Gone on purpose, or no beat to hold it to.
         m_announcers.erase(source);
-    } else {
+    } else if (known != m_announcers.end() || m_announcers.size() < kMaxWatched) {
         m_announcers[source] = Watch{nowMs, *interval, false};
     }
     return back;

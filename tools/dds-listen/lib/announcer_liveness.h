@@ -1,6 +1,8 @@
 // Tells, per announcer, whether it still keeps its own announced beat: an announcer that
 // has been silent for more than one and a half of its intervals is overdue, reported once,
-// and reported again when it is heard from after that. A withdrawal ends the watch.
+// and reported again when it is heard from after that. A withdrawal ends the watch. Any
+// process can send from as many sources as it likes: at most kMaxWatched are watched, and
+// a new one beyond them only once a watch has ended.
 #pragma once
 
 #include <cstdint>
@@ -23,6 +25,8 @@ struct LivenessEvent {
 
 class AnnouncerLiveness {
   public:
+    static constexpr std::size_t kMaxWatched = 1024;
+
     // Times are milliseconds of any monotonic clock. Returns Back when `source` had been
     // reported overdue.
     std::optional<LivenessEvent> Heard(const std::string& source, const Announcement& announcement,

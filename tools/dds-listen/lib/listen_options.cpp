@@ -20,7 +20,8 @@ std::optional<std::uint64_t> Number(const std::string& text, std::uint64_t large
 std::string ListenUsage() {
     return "usage: dds-listen [options]\n"
            "Prints every announcement datagram that arrives, one line each, and tells when an\n"
-           "announcer stays silent for more than 1.5 of its announced intervals.\n"
+           "announcer stays silent for more than 1.5 of its announced intervals (1024\n"
+           "announcers at most are watched at a time).\n"
            "\n"
            "  --address A     listen on address A (default 127.0.0.1)\n"
            "  --port P        listen on port P (default 50999)\n"
