@@ -19,7 +19,8 @@ if [ ${#missing[@]} -gt 0 ]; then
 fi
 scripts/deps.sh
 
-targets=(archive copy_data plugin_message announcement_datagram reentrant_session)
+targets=(archive copy_data plugin_message announcement_datagram reentrant_session
+         instrument_data lumo_sim_request debug_buffer announcer_liveness)
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz --target "${targets[@]/#/fuzz_}" >/dev/null
 
@@ -30,7 +31,9 @@ for target in "${targets[@]}"; do
     mkdir -p "$corpus"
     log=build/fuzz/$target.log
     findings=0
-    (cd build/fuzz && "bin/fuzz_$target" -runs="$runs" -max_total_time="$seconds" -max_len=4096 -print_final_stats=1 \
+    max_len=4096
+    [ "$target" = archive ] && max_len=65536
+    (cd build/fuzz && "bin/fuzz_$target" -runs="$runs" -max_total_time="$seconds" -max_len="$max_len" -print_final_stats=1 \
         "corpus/$target" "../../tests/fuzz/corpus/$target") >"$log" 2>&1 || findings=1
     executed=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
     features=$(grep -o 'ft: [0-9]*' "$log" | tail -1 | cut -d' ' -f2 || true)

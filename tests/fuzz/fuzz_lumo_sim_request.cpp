@@ -1,0 +1,12 @@
+// Whatever a window sends the simulated service: the whole block through its reading of
+// the chunk, the sender block, a registration and every request layout.
+#include <cstddef>
+#include <cstdint>
+
+#include "tools/lumo-sim/received_message.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    LumoTools::JsonLine line;
+    LumoSim::DescribeReceived(line, data, size, {}, {});
+    return 0;
+}
