@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # Fuzzes every decoder that reads bytes from another party, with libFuzzer, AddressSanitizer
 # and UBSan (clang 14), and prints runs, coverage features and findings per target.
-#   scripts/fuzz.sh [RUNS [SECONDS]]   per target: RUNS executions (default 10000000) or
-#                                      SECONDS (default 1800), whichever comes first
+#   scripts/fuzz.sh [RUNS [SECONDS [TARGET...]]]
+#                                      per target: RUNS executions (default 10000000) or
+#                                      SECONDS (default 1800), whichever comes first; every
+#                                      target, or those named
 # New inputs go to build/fuzz/corpus/<target>; the seeds in tests/fuzz/corpus are read only.
 # A finding leaves its input as build/fuzz/crash-* and ends the script with status 1.
 set -euo pipefail
@@ -21,6 +23,7 @@ scripts/deps.sh
 
 targets=(archive copy_data plugin_message announcement_datagram reentrant_session
          instrument_data lumo_sim_request debug_buffer announcer_liveness)
+[ $# -gt 2 ] && targets=("${@:3}")
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz --target "${targets[@]/#/fuzz_}" >/dev/null
 

@@ -164,21 +164,6 @@ std::uint32_t Feistel(std::uint32_t right, std::uint64_t subkey) {
     return result;
 }
 
-template <class SubkeyOrder>
-DesBlock Crypt(const DesBlock& input, SubkeyOrder subkeyOfRound) {
-    const std::uint64_t permuted = kInitial(LoadBigEndian(input));
-    auto left = static_cast<std::uint32_t>(permuted >> 32);
-    auto right = static_cast<std::uint32_t>(permuted);
-    for (unsigned round = 0; round < 16; ++round) {
-        const std::uint32_t next = left ^ Feistel(right, subkeyOfRound(round));
-        left = right;
-        right = next;
-    }
-    // The halves are not swapped after the last round.
-    const std::uint64_t joined = (std::uint64_t{right} << 32) | left;
-    return StoreBigEndian(kFinal(joined));
-}
-
 }  // namespace
 
 DesKeySchedule::DesKeySchedule(const DesKey& key) {
@@ -193,11 +178,17 @@ DesKeySchedule::DesKeySchedule(const DesKey& key) {
 }
 
 DesBlock DesKeySchedule::Encipher(const DesBlock& plain) const {
-    return Crypt(plain, [this](unsigned round) { return subkeys_[round]; });
-}
-
-DesBlock DesKeySchedule::Decipher(const DesBlock& cipher) const {
-    return Crypt(cipher, [this](unsigned round) { return subkeys_[15 - round]; });
+    const std::uint64_t permuted = kInitial(LoadBigEndian(plain));
+    auto left = static_cast<std::uint32_t>(permuted >> 32);
+    auto right = static_cast<std::uint32_t>(permuted);
+    for (const std::uint64_t subkey : subkeys_) {
+        const std::uint32_t next = left ^ Feistel(right, subkey);
+        left = right;
+        right = next;
+    }
+    // The halves are not swapped after the last round.
+    const std::uint64_t joined = (std::uint64_t{right} << 32) | left;
+    return StoreBigEndian(kFinal(joined));
 }
 
 }  // namespace Quorvel::Lumo::Api

@@ -1,4 +1,5 @@
-// One-block DES (FIPS 46) in ECB mode. Blocks and keys are 8 bytes loaded big-endian, as the
+// One-block DES (FIPS 46) in ECB mode, the enciphering direction: the client only makes
+// tokens; the service deciphers them. Blocks and keys are 8 bytes loaded big-endian, as the
 // standard numbers its bits; the key's parity bits (the low bit of each byte) are ignored.
 #pragma once
 
@@ -15,7 +16,6 @@ class DesKeySchedule {
     explicit DesKeySchedule(const DesKey& key);
 
     DesBlock Encipher(const DesBlock& plain) const;
-    DesBlock Decipher(const DesBlock& cipher) const;
 
   private:
     std::array<std::uint64_t, 16> subkeys_;  // 48 bits each, in round order

@@ -184,16 +184,15 @@ class LumoClientAloneTest(unittest.TestCase):
         self.assertEqual(status, 1)
         self.assertIn("no service registered this client within 300 ms", client.text())
 
-    def test_a_service_refuses_a_token_made_with_another_key(self):
-        service = self.launch.service("service", "set key 0102030405060708\nwait 4000\n")
+    def test_a_refused_registration_sends_nothing_and_fails(self):
+        service = self.launch.service("service", "set accept off\nwait 4000\n")
         service.wait_for("window-created")
         status, client = self.run_client("--wait-ms", "1500", "--service-window",
                                          SERVICE_WINDOW, "request", "2013")
         self.assertEqual(status, 1, client.text())
         service.finish()
-        registration = service.wait_for("received", messageId=2000)
-        self.assertEqual((registration["refused"], registration["answer"]), ("token", 0))
-        self.assertEqual(service.events("client-registered"), [])
+        self.assertEqual([(r["messageId"], r["answer"]) for r in service.events("received")],
+                         [(2000, 0)])
         self.assertEqual([r for r in client.records() if "sent" in r], [])
 
 

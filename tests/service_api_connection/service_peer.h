@@ -4,8 +4,12 @@
 // framing code.
 #pragma once
 
+#include "platform/local_time.h"
 #include "platform/testing/fake_message_window.h"
+#include "service_api/core/registration.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -38,6 +42,21 @@ inline std::vector<std::uint8_t> ServiceMessage(std::uint32_t messageId, std::ui
     bytes.resize(32, 0);
     bytes.insert(bytes.end(), payload.begin(), payload.end());
     return bytes;
+}
+
+// Whether a registration message carries the token made with `key` at one of the two
+// times, taken before and after it was sent.
+inline bool TokenMadeBetween(const std::vector<std::uint8_t>& sent,
+                             const std::array<std::uint8_t, 8>& key,
+                             const Orvane::Platform::LocalTime& before,
+                             const Orvane::Platform::LocalTime& after) {
+    for (const Orvane::Platform::LocalTime& at : {before, after}) {
+        const auto made = BuildRegistrationRequest(at, key, 0);
+        if (std::equal(made.begin() + 4, made.begin() + 12, sent.begin() + 64)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 class ServicePeer {

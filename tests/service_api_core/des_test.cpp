@@ -40,12 +40,10 @@ const KnownAnswer kKnownAnswers[] = {
     {"token block", 0x3B5A0C8E11F2D4A7, 0x1F0C173B00000000, 0x74002A428854997B},
 };
 
-TEST(Des, KnownAnswersBothWays) {
+TEST(Des, KnownAnswers) {
     for (const KnownAnswer& v : kKnownAnswers) {
-        SCOPED_TRACE(v.source);
-        const DesKeySchedule schedule(FromHex(v.key));
-        EXPECT_EQ(schedule.Encipher(FromHex(v.plain)), FromHex(v.cipher));
-        EXPECT_EQ(schedule.Decipher(FromHex(v.cipher)), FromHex(v.plain));
+        EXPECT_EQ(DesKeySchedule(FromHex(v.key)).Encipher(FromHex(v.plain)), FromHex(v.cipher))
+            << v.source;
     }
 }
 

@@ -3,8 +3,6 @@
 #include <string>
 
 #include "service_api/core/chunk.h"
-#include "service_api/core/des.h"
-#include "service_api/core/registration.h"
 #include "tools/common/words.h"
 #include "tools/lumo-sim/request_decoder.h"
 #include "tools/lumo-sim/wire_reader.h"
@@ -20,58 +18,39 @@ constexpr std::size_t kRegistrationSize = 272;
 constexpr std::uint32_t kApiVersion = 0x06030000;
 constexpr std::size_t kClientHeaderSize = 60;
 
-// Read as the service reads it: 272 bytes of version, token, client type, a 1 and zeros,
-// with the token deciphered under the key the service expects. Returns why a service would
-// refuse it, or nothing.
+// Read as the service reads it: 272 bytes of version, token, client type, a 1 and zeros.
+// The token is shown as it came: whoever judges it deciphers it with a DES of their own.
+// Returns why a service would refuse the registration, or nothing.
 std::optional<std::string> DescribeRegistration(JsonLine& line, const std::uint8_t* payload,
-                                                std::size_t size,
-                                                const std::array<std::uint8_t, 8>& clientKey,
-                                                const Orvane::Platform::LocalTime& clock) {
+                                                std::size_t size) {
     if (size != kRegistrationSize) {
         line.Add("error", "a registration payload is 272 bytes");
         return "size";
     }
     WireReader in(payload, size);
     const std::uint32_t apiVersion = in.U32();
-    Api::DesBlock cipher;
-    for (std::uint8_t& byte : cipher) {
-        byte = static_cast<std::uint8_t>(in.Unsigned(1));
-    }
+    const std::string token = in.Hex(8);
     const std::uint32_t clientType = in.U32();
     const auto flag = in.Unsigned(1);
     const bool reservedZero = in.Zeros(kRegistrationSize - 17);
-    const Api::DesBlock plain = Api::DesKeySchedule(clientKey).Decipher(cipher);
-    const Api::RegistrationTime token{
-        plain[0], plain[1], plain[2], plain[3],
-        plain[4] == 0 && plain[5] == 0 && plain[6] == 0 && plain[7] == 0};
-    const bool tokenMatches = token.paddingIsZero && Api::RegistrationTimeMatches(token, clock);
     line.Add("apiVersion", apiVersion)
+        .Add("token", token)
         .Add("clientType", clientType)
         .Add("flag", flag)
-        .Add("reservedZero", reservedZero)
-        .Add("tokenDay", token.day)
-        .Add("tokenMonth", token.month)
-        .Add("tokenHour", token.hour)
-        .Add("tokenMinute", token.minute)
-        .Add("tokenPaddingZero", token.paddingIsZero)
-        .Add("tokenMatches", tokenMatches);
+        .Add("reservedZero", reservedZero);
     if (apiVersion != kApiVersion) {
         return "API version";
     }
     if (flag != 1 || !reservedZero) {
         return "layout";
     }
-    if (!tokenMatches) {
-        return "token";
-    }
     return std::nullopt;
 }
 
 }  // namespace
 
-std::optional<ReceivedMessage> DescribeReceived(JsonLine& line, const void* data, std::size_t size,
-                                                const std::array<std::uint8_t, 8>& clientKey,
-                                                const Orvane::Platform::LocalTime& clock) {
+std::optional<ReceivedMessage> DescribeReceived(JsonLine& line, const void* data,
+                                                std::size_t size) {
     line.Add("size", size);
     const auto* bytes = static_cast<const std::uint8_t*>(data);
     if (size < kChunkSize) {
@@ -103,8 +82,7 @@ std::optional<ReceivedMessage> DescribeReceived(JsonLine& line, const void* data
     ReceivedMessage received{messageId, clientWindow, true};
     if (messageId == Api::MessageCode::kRegister ||
         messageId == Api::MessageCode::kRegisterAlternate) {
-        if (const auto refused =
-                DescribeRegistration(line, payload, payloadSize, clientKey, clock)) {
+        if (const auto refused = DescribeRegistration(line, payload, payloadSize)) {
             line.Add("refused", *refused);
             received.wellFormed = false;
         }

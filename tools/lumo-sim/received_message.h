@@ -1,12 +1,10 @@
 // How the simulated service reads a block a client sent it, for its output line.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 
-#include "platform/local_time.h"
 #include "tools/common/json_line.h"
 
 namespace LumoSim {
@@ -21,13 +19,10 @@ struct ReceivedMessage {
 
 // Adds the decoded fields to `line`: size, messageId, argument1, argument2, dataSize,
 // dataSizeMatches, chunkReservedZero, clientWindow, senderReservedZero, payloadSize; for a
-// registration the API version, client type, flag and the token deciphered with
-// `clientKey` and checked against `clock`; for any other message the payload in
-// hexadecimal, the request's fields as "request" and, when its layout is wrong for its
-// id, "malformed" with the reason. Nothing is returned for a block shorter than a
-// client's 60-byte header (the line then carries an "error").
-std::optional<ReceivedMessage> DescribeReceived(JsonLine& line, const void* data, std::size_t size,
-                                                const std::array<std::uint8_t, 8>& clientKey,
-                                                const Orvane::Platform::LocalTime& clock);
+// registration the API version, the token's bytes, client type and flag; for any other
+// message the payload in hexadecimal, the request's fields as "request" and, when its
+// layout is wrong for its id, "malformed" with the reason. Nothing is returned for a block
+// shorter than a client's 60-byte header (the line then carries an "error").
+std::optional<ReceivedMessage> DescribeReceived(JsonLine& line, const void* data, std::size_t size);
 
 }  // namespace LumoSim

@@ -144,17 +144,6 @@ Parser SetSwitch(bool SimSettings::*field) {
     };
 }
 
-std::optional<std::string> ParseKey(const Words& words, std::string_view, Command& command) {
-    const auto bytes = words.size() == 1 ? ParseHex(words[0]) : std::nullopt;
-    if (!bytes || bytes->size() != 8) {
-        return Expect("16 hexadecimal digits");
-    }
-    std::array<std::uint8_t, 8> key;
-    std::copy(bytes->begin(), bytes->end(), key.begin());
-    command.apply = [key](SimSettings& settings) { settings.clientKey = key; };
-    return std::nullopt;
-}
-
 std::optional<std::string> ParseSendInstrument(const Words& words, std::string_view,
                                                Command& command) {
     if (!words.empty()) {
@@ -293,7 +282,6 @@ const std::map<std::string, Parser, std::less<>>& Settings() {
     static const std::map<std::string, Parser, std::less<>> settings = {
         {"accept", SetSwitch(&SimSettings::acceptMessages)},
         {"answer-inside", SetSwitch(&SimSettings::answerInside)},
-        {"key", ParseKey},
         {"type",
          SetNumber<std::int32_t>("a signed 32-bit type",
                                  [](SimSettings& s, std::int32_t v) { s.instrument.type = v; })},

@@ -1,7 +1,6 @@
 // What the simulated service can be told to be, and the messages it sends from that.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -50,7 +49,6 @@ inline constexpr std::uint32_t kAnyRequest = 0;
 struct SimSettings {
     SimInstrument instrument;
     std::uint32_t measurementStatus = 0x00200000;  // reliable
-    std::array<std::uint8_t, 8> clientKey{};       // keys the registration token
     bool acceptMessages = true;                    // what WM_COPYDATA answers
     bool answerInside = false;  // answers go out from inside the request's WM_COPYDATA
     // By request id; kAnyRequest for every request without an answer of its own.

@@ -255,8 +255,7 @@ LRESULT SimService::OnCopyData(const COPYDATASTRUCT& data) {
     line.Add("clockUs", LumoTools::MonotonicMicroseconds());
     line.Add("dwData", static_cast<std::uint64_t>(data.dwData));
     const auto received =
-        DescribeReceived(line, data.lpData, data.lpData == nullptr ? 0 : data.cbData,
-                         settings_.clientKey, Orvane::Platform::CurrentLocalTime());
+        DescribeReceived(line, data.lpData, data.lpData == nullptr ? 0 : data.cbData);
     const bool registration =
         received && (received->messageId == Api::MessageCode::kRegister ||
                      received->messageId == Api::MessageCode::kRegisterAlternate);

@@ -32,8 +32,6 @@ Numbers are decimal or hexadecimal with 0x; HEX is an even number of hex digits.
                                 it: set answer-inside). A malformed request is not
                                 answered, a registration only by an answer for its id.
 
-  set key HEX                   8-byte key for deciphering registration tokens
-                                (default 0000000000000000)
   set accept on|off             what WM_COPYDATA answers: TRUE (on, default) or 0
   set answer-inside on|off      answers go out from inside the request's WM_COPYDATA,
                                 while the client's send still waits (default off)
@@ -70,13 +68,11 @@ machine's monotonic clock in microseconds (as dds-listen's datagrams do):
   broadcast         window, posted
   received          dwData, size, messageId, argument1, argument2, dataSize,
                     dataSizeMatches, chunkReservedZero, clientWindow, senderReservedZero,
-                    payloadSize, answer; for 2000 and 100 also apiVersion, clientType,
-                    flag, reservedZero, tokenDay, tokenMonth, tokenHour, tokenMinute,
-                    tokenPaddingZero and tokenMatches (the token deciphered with the key
-                    names this clock's day, month, hour and minute, within one minute),
-                    and refused ("size", "API version", "layout" or "token") for a
-                    registration a service would not accept: it is answered with 0 and
-                    the client is not registered;
+                    payloadSize, answer; for 2000 and 100 also apiVersion, token (its
+                    8 bytes in hexadecimal, as they came: the simulator does not judge
+                    it), clientType, flag, reservedZero, and refused ("size", "API
+                    version" or "layout") for a registration a service would not accept:
+                    it is answered with 0 and the client is not registered;
                     for other messages payload (hex), request (the fields read by the
                     layout of the request's id) and, when the request does not fit that
                     layout, malformed (why); error for short blocks
