@@ -1,5 +1,7 @@
 #include "service_api/client/client.h"
 
+#include "service_api/client/client_messages.h"
+
 #include <utility>
 
 namespace Quorvel::Lumo::Api {
@@ -70,6 +72,22 @@ LumoMessageHandler DataReplyHandler(Client* client) {
         const DataReply reply = DecodeDataReply(header, Bytes(payload), payloadSize);
         client->OnServerMessage2015(reply.result, reply.header.data(), reply.data, reply.dataSize);
     };
+}
+
+// The handlers of the messages decoded their own way.
+LumoMessageHandler OwnKindHandler(Client* client, std::int32_t messageId) {
+    switch (messageId) {
+        case MessageCode::kInstrumentData:
+            return Fixed(client, kInstrumentDataRecordSize, &Client::OnInstrumentData);
+        case 2210:
+            return Flag(client, &Client::OnServerMessage2210);
+        case MessageCode::kMeasurement:
+            return Measurement(client);
+        case MessageCode::kReply:
+            return RawReply(client);
+        default:
+            return DataReplyHandler(client);
+    }
 }
 
 LumoTransportOptions TransportOptions(bool startFlag, std::uint32_t startValue,
@@ -145,75 +163,18 @@ ParameterDescriptor Client::GetParameter(std::int32_t id) const {
 
 void Client::RegisterMessageHandlers() {
     ICore& core = *m_core;
-    core.AddMessageHandler(1001, Fixed(this, kRecord564Size, &Client::OnServerMessage1001));
-    core.AddMessageHandler(2232, Record(this, &Client::OnServerMessage2232));
-    core.AddMessageHandler(1006, Fixed(this, kRecord528Size, &Client::OnServerMessage1006));
-    core.AddMessageHandler(1000, Fixed(this, kInstrumentDataRecordSize, &Client::OnInstrumentData));
-    core.AddMessageHandler(1008, Record(this, &Client::OnServerMessage1008));
-    core.AddMessageHandler(1010, Record(this, &Client::OnServerMessage1010));
-    core.AddMessageHandler(1009, Fixed(this, kRecord400Size, &Client::OnServerMessage1009));
-    core.AddMessageHandler(1020, Record(this, &Client::OnServerMessage1020));
-    core.AddMessageHandler(2202, Fixed(this, kRecord564Size, &Client::OnServerMessage2202));
-    core.AddMessageHandler(2208, Record(this, &Client::OnServerMessage2208));
-    core.AddMessageHandler(2215,
-                           Fixed(this, kInstrumentDataRecordSize, &Client::OnServerMessage2215));
-    core.AddMessageHandler(2218, Fixed(this, kRecord528Size, &Client::OnServerMessage2218));
-    core.AddMessageHandler(2210, Flag(this, &Client::OnServerMessage2210));
-    core.AddMessageHandler(2225, Record(this, &Client::OnServerMessage2225));
-    core.AddMessageHandler(1100, Record(this, &Client::OnServerMessage1100));
-    core.AddMessageHandler(2231, Record(this, &Client::OnServerMessage2231));
-    core.AddMessageHandler(1002, Measurement(this));
-    core.AddMessageHandler(1004, RawReply(this));
-    core.AddMessageHandler(2233,
-                           Fixed(this, kInstrumentDataRecordSize, &Client::OnServerMessage2233));
-    core.AddMessageHandler(2216, Record(this, &Client::OnServerMessage2216));
-    core.AddMessageHandler(2221, Record(this, &Client::OnServerMessage2221));
-    core.AddMessageHandler(2224, Record(this, &Client::OnServerMessage2224));
-    core.AddMessageHandler(2222, Record(this, &Client::OnServerMessage2222));
-    core.AddMessageHandler(2081, Record(this, &Client::OnServerMessage2081));
-    core.AddMessageHandler(2082, Result(this, &Client::OnServerMessage2082));
-    core.AddMessageHandler(2083, Result(this, &Client::OnServerMessage2083));
-    core.AddMessageHandler(2223, Record(this, &Client::OnServerMessage2223));
-    core.AddMessageHandler(2200, Result(this, &Client::OnServerMessage2200));
-    core.AddMessageHandler(2201, Result(this, &Client::OnServerMessage2201));
-    core.AddMessageHandler(2220, Record(this, &Client::OnServerMessage2220));
-    core.AddMessageHandler(2207, Result(this, &Client::OnServerMessage2207));
-    core.AddMessageHandler(2217, Result(this, &Client::OnServerMessage2217));
-    core.AddMessageHandler(2203, Result(this, &Client::OnServerMessage2203));
-    core.AddMessageHandler(2211, Result(this, &Client::OnServerMessage2211));
-    core.AddMessageHandler(2204, Result(this, &Client::OnServerMessage2204));
-    core.AddMessageHandler(2205, Result(this, &Client::OnServerMessage2205));
-    core.AddMessageHandler(2206, Fixed(this, kRecord564Size, &Client::OnServerMessage2206));
-    core.AddMessageHandler(2212, Result(this, &Client::OnServerMessage2212));
-    core.AddMessageHandler(2214, Result(this, &Client::OnServerMessage2214));
-    core.AddMessageHandler(2209, Result(this, &Client::OnServerMessage2209));
-    core.AddMessageHandler(2013, Result(this, &Client::OnServerMessage2013));
-    core.AddMessageHandler(2011, Result(this, &Client::OnServerMessage2011));
-    core.AddMessageHandler(2005, Result(this, &Client::OnServerMessage2005));
-    core.AddMessageHandler(2003, Result(this, &Client::OnServerMessage2003));
-    core.AddMessageHandler(2100, Result(this, &Client::OnServerMessage2100));
-    core.AddMessageHandler(2017, Result(this, &Client::OnServerMessage2017));
-    core.AddMessageHandler(2019, Result(this, &Client::OnServerMessage2019));
-    core.AddMessageHandler(2004, Record(this, &Client::OnServerMessage2004));
-    core.AddMessageHandler(2030, Result(this, &Client::OnServerMessage2030));
-    core.AddMessageHandler(2031, Result(this, &Client::OnServerMessage2031));
-    core.AddMessageHandler(2080, Record(this, &Client::OnServerMessage2080));
-    core.AddMessageHandler(2010, Record(this, &Client::OnServerMessage2010));
-    core.AddMessageHandler(2014, Result(this, &Client::OnServerMessage2014));
-    core.AddMessageHandler(2009, Record(this, &Client::OnServerMessage2009));
-    core.AddMessageHandler(2002, Result(this, &Client::OnServerMessage2002));
-    core.AddMessageHandler(2008, Result(this, &Client::OnServerMessage2008));
-    core.AddMessageHandler(2012, Result(this, &Client::OnServerMessage2012));
-    core.AddMessageHandler(2007, Result(this, &Client::OnServerMessage2007));
-    core.AddMessageHandler(2016, Result(this, &Client::OnServerMessage2016));
-    core.AddMessageHandler(2020, Result(this, &Client::OnServerMessage2020));
-    core.AddMessageHandler(2021, Result(this, &Client::OnServerMessage2021));
-    core.AddMessageHandler(2023, Result(this, &Client::OnServerMessage2023));
-    core.AddMessageHandler(2024, Result(this, &Client::OnServerMessage2024));
-    core.AddMessageHandler(2022, Result(this, &Client::OnServerMessage2022));
-    core.AddMessageHandler(2015, DataReplyHandler(this));
-    core.AddMessageHandler(1021, Record(this, &Client::OnServerMessage1021));
-    core.AddMessageHandler(1022, Result(this, &Client::OnServerMessage1022));
+    // clang-format off
+#define LUMO_RESULT(id, slot) core.AddMessageHandler(id, Result(this, &Client::OnServerMessage##id));
+#define LUMO_RECORD(id, slot) core.AddMessageHandler(id, Record(this, &Client::OnServerMessage##id));
+#define LUMO_FIXED(id, slot, size) \
+    core.AddMessageHandler(id, Fixed(this, size, &Client::OnServerMessage##id));
+#define LUMO_OWN(id, slot) core.AddMessageHandler(id, OwnKindHandler(this, id));
+    LUMO_CLIENT_MESSAGES(LUMO_RESULT, LUMO_RECORD, LUMO_FIXED, LUMO_OWN)
+#undef LUMO_RESULT
+#undef LUMO_RECORD
+#undef LUMO_FIXED
+#undef LUMO_OWN
+    // clang-format on
 }
 
 }  // namespace Quorvel::Lumo::Api

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "service_api/client/observable.h"
+#include "service_api/client/observer_routing.h"
 #include "service_api/client/service_record.h"
 #include "service_api/core/icore.h"
 
@@ -33,6 +34,9 @@ class ICommands {
     virtual XeLUMOResult SendRequest2230() = 0;
 };
 
+// The observers' operations, by message id, for whoever implements every one.
+#define LUMO_DC_SCRIPT_OBSERVER_MESSAGES(X) X(2226) X(2227) X(2228) X(2230) X(2229)
+
 class IObserver {
   public:
     virtual ~IObserver() = default;
@@ -59,11 +63,9 @@ class Client final : public ICommands, private IObserver {
     Events::IObservable<IObserver>& Observers() { return m_observers; }
 
   private:
-    void OnServerMessage2226(const ServiceRecord& record) override;
-    void OnServerMessage2227(const ServiceRecord& record) override;
-    void OnServerMessage2228(const ServiceRecord& record) override;
-    void OnServerMessage2230(const ServiceRecord& record) override;
-    void OnServerMessage2229(const ServiceRecord& record) override;
+#define LUMO_FORWARD(id) LUMO_FORWARD_TO_OBSERVERS(IObserver, m_observers, id)
+    LUMO_DC_SCRIPT_OBSERVER_MESSAGES(LUMO_FORWARD)
+#undef LUMO_FORWARD
 
     [[maybe_unused]] Api::Client& m_client;
     ICore& m_core;

@@ -1,7 +1,6 @@
 #include "service_api/client/display_client.h"
 
 #include "service_api/client/command_sender.h"
-#include "service_api/client/observer_routing.h"
 
 namespace Quorvel::Lumo::Api::Display {
 
@@ -40,58 +39,6 @@ void DisplayClient::RegisterMessageHandlers() {
                              {2061, &IObserver::OnServerMessage2061},
                              {2065, &IObserver::OnServerMessage2065},
                              {2067, &IObserver::OnServerMessage2067}});
-}
-
-void DisplayClient::OnServerMessage2062(const ServiceRecord& record) {
-    m_observers.Notify(&IObserver::OnServerMessage2062, record);
-}
-
-void DisplayClient::OnServerMessage2075(const ServiceRecord& record) {
-    m_observers.Notify(&IObserver::OnServerMessage2075, record);
-}
-
-void DisplayClient::OnServerMessage2061(const ServiceRecord& record) {
-    m_observers.Notify(&IObserver::OnServerMessage2061, record);
-}
-
-void DisplayClient::OnServerMessage2065(const ServiceRecord& record) {
-    m_observers.Notify(&IObserver::OnServerMessage2065, record);
-}
-
-void DisplayClient::OnServerMessage2066(const ServiceRecord& record) {
-    m_observers.Notify(&IObserver::OnServerMessage2066, record);
-}
-
-void DisplayClient::OnServerMessage2067(const ServiceRecord& record) {
-    m_observers.Notify(&IObserver::OnServerMessage2067, record);
-}
-
-void DisplayClient::OnServerMessage2068(const ServiceRecord& record) {
-    m_touchScreenObservers.Notify(&ITouchScreenObserver::OnServerMessage2068, record);
-}
-
-void DisplayClient::OnServerMessage2069(const ServiceRecord& record) {
-    m_touchScreenObservers.Notify(&ITouchScreenObserver::OnServerMessage2069, record);
-}
-
-void DisplayClient::OnServerMessage2070(const ServiceRecord& record) {
-    m_touchScreenObservers.Notify(&ITouchScreenObserver::OnServerMessage2070, record);
-}
-
-void DisplayClient::OnServerMessage2071(const ServiceRecord& record) {
-    m_touchScreenObservers.Notify(&ITouchScreenObserver::OnServerMessage2071, record);
-}
-
-void DisplayClient::OnServerMessage2072(const ServiceRecord& record) {
-    m_touchScreenObservers.Notify(&ITouchScreenObserver::OnServerMessage2072, record);
-}
-
-void DisplayClient::OnServerMessage2073(const ServiceRecord& record) {
-    m_touchScreenObservers.Notify(&ITouchScreenObserver::OnServerMessage2073, record);
-}
-
-void DisplayClient::OnServerMessage2074(const ServiceRecord& record) {
-    m_touchScreenObservers.Notify(&ITouchScreenObserver::OnServerMessage2074, record);
 }
 
 }  // namespace Quorvel::Lumo::Api::Display

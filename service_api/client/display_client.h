@@ -5,6 +5,7 @@
 #pragma once
 
 #include "service_api/client/observable.h"
+#include "service_api/client/observer_routing.h"
 #include "service_api/client/service_record.h"
 #include "service_api/core/icore.h"
 
@@ -31,6 +32,11 @@ class ICommands {
     virtual XeLUMOResult SendRequest2066(const std::vector<std::wstring>& items) = 0;
     virtual XeLUMOResult SendRequest2061() = 0;
 };
+
+// The operations of each observer face, by message id, for whoever implements every one.
+#define LUMO_DISPLAY_OBSERVER_MESSAGES(X) X(2062) X(2075) X(2061) X(2065) X(2066) X(2067)
+#define LUMO_TOUCH_SCREEN_OBSERVER_MESSAGES(X) \
+    X(2068) X(2069) X(2070) X(2071) X(2072) X(2073) X(2074)
 
 class IObserver {
   public:
@@ -77,19 +83,13 @@ class DisplayClient final : public ICommands, private IObserver, private ITouchS
     }
 
   private:
-    void OnServerMessage2062(const ServiceRecord& record) override;
-    void OnServerMessage2075(const ServiceRecord& record) override;
-    void OnServerMessage2061(const ServiceRecord& record) override;
-    void OnServerMessage2065(const ServiceRecord& record) override;
-    void OnServerMessage2066(const ServiceRecord& record) override;
-    void OnServerMessage2067(const ServiceRecord& record) override;
-    void OnServerMessage2068(const ServiceRecord& record) override;
-    void OnServerMessage2069(const ServiceRecord& record) override;
-    void OnServerMessage2070(const ServiceRecord& record) override;
-    void OnServerMessage2071(const ServiceRecord& record) override;
-    void OnServerMessage2072(const ServiceRecord& record) override;
-    void OnServerMessage2073(const ServiceRecord& record) override;
-    void OnServerMessage2074(const ServiceRecord& record) override;
+#define LUMO_FORWARD_DISPLAY(id) LUMO_FORWARD_TO_OBSERVERS(IObserver, m_observers, id)
+#define LUMO_FORWARD_TOUCH(id) \
+    LUMO_FORWARD_TO_OBSERVERS(ITouchScreenObserver, m_touchScreenObservers, id)
+    LUMO_DISPLAY_OBSERVER_MESSAGES(LUMO_FORWARD_DISPLAY)
+    LUMO_TOUCH_SCREEN_OBSERVER_MESSAGES(LUMO_FORWARD_TOUCH)
+#undef LUMO_FORWARD_DISPLAY
+#undef LUMO_FORWARD_TOUCH
 
     [[maybe_unused]] Client& m_client;
     ICore& m_core;

@@ -11,6 +11,13 @@
 
 namespace Quorvel::Lumo::Api {
 
+// A sub-client's own observer operation for message `id`: it passes the record on to
+// every application observer in `observers` (an Events::Observable<Face>).
+#define LUMO_FORWARD_TO_OBSERVERS(Face, observers, id)               \
+    void OnServerMessage##id(const ServiceRecord& record) override { \
+        observers.Notify(&Face::OnServerMessage##id, record);        \
+    }
+
 template <class Observer>
 using RecordOperation = void (Observer::*)(const ServiceRecord&);
 

@@ -10,11 +10,9 @@
 
 namespace Quorvel::Lumo::Api {
 
-// Record sizes the service's fixed records have in this API version.
+// The largest of the service's fixed records in this API version (the others are in the
+// client's message table).
 inline constexpr std::size_t kInstrumentDataRecordSize = 700;
-inline constexpr std::size_t kRecord564Size = 564;
-inline constexpr std::size_t kRecord528Size = 528;
-inline constexpr std::size_t kRecord400Size = 400;
 
 // The service's verdict on a command the application sent: the chunk's argument2.
 XeLUMOResult ResultOf(const sLUMOChunk& header);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "service_api/client/observable.h"
+#include "service_api/client/observer_routing.h"
 #include "service_api/client/service_record.h"
 #include "service_api/core/icore.h"
 
@@ -21,6 +22,9 @@ class ICommands {
     // Encoded as (a, b, 0), three u32.
     virtual XeLUMOResult SendRequest2301(std::uint32_t a, std::uint32_t b) = 0;
 };
+
+// The observers' operations, by message id, for whoever implements every one.
+#define LUMO_WRTL_OBSERVER_MESSAGES(X) X(2302) X(2301) X(2300)
 
 class IObserver {
   public:
@@ -43,9 +47,9 @@ class Client final : public ICommands, private IObserver {
     Events::IObservable<IObserver>& Observers() { return m_observers; }
 
   private:
-    void OnServerMessage2302(const ServiceRecord& record) override;
-    void OnServerMessage2301(const ServiceRecord& record) override;
-    void OnServerMessage2300(const ServiceRecord& record) override;
+#define LUMO_FORWARD(id) LUMO_FORWARD_TO_OBSERVERS(IObserver, m_observers, id)
+    LUMO_WRTL_OBSERVER_MESSAGES(LUMO_FORWARD)
+#undef LUMO_FORWARD
 
     [[maybe_unused]] Api::Client& m_client;
     ICore& m_core;

@@ -56,14 +56,16 @@ class Reactions {
 class Watcher final : public Wrtl::IObserver, public Display::IObserver {
   public:
     explicit Watcher(Reactions& reactions) : m_reactions(reactions) {}
-    // clang-format off
-#define LUMO_REACT(id) void OnServerMessage##id(const ServiceRecord&) override { m_reactions.Act(this); }
-    LUMO_REACT(2302) LUMO_REACT(2301) LUMO_REACT(2300) LUMO_REACT(2062) LUMO_REACT(2075)
-    LUMO_REACT(2061) LUMO_REACT(2065) LUMO_REACT(2066) LUMO_REACT(2067)
+#define LUMO_REACT(id)                                        \
+    void OnServerMessage##id(const ServiceRecord&) override { \
+        m_reactions.Act(this);                                \
+    }
+    LUMO_WRTL_OBSERVER_MESSAGES(LUMO_REACT)
+    LUMO_DISPLAY_OBSERVER_MESSAGES(LUMO_REACT)
 #undef LUMO_REACT
-        // clang-format on
 
-        private : Reactions& m_reactions;
+  private:
+    Reactions& m_reactions;
 };
 
 class ReactingClient final : public Client {

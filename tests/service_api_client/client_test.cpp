@@ -24,12 +24,11 @@ TEST_F(ClientTest, EveryMessageReachesItsCallbackThroughItsDecoder) {
         {2015, "2015 data 5 " + zeroHeader + " null 0"},
         {2210, "2210 flag 1"},
     };
-#define LUMO_EXPECT_RESULT(id) cases.push_back({id, #id " result 5"});
-#define LUMO_EXPECT_RECORD(id) cases.push_back({id, #id " record " #id " 00002000ab"});
-#define LUMO_EXPECT_FIXED(id) cases.push_back({id, #id " fixed"});
-    LUMO_RESULT_MESSAGES(LUMO_EXPECT_RESULT)
-    LUMO_RECORD_MESSAGES(LUMO_EXPECT_RECORD)
-    LUMO_FIXED_MESSAGES(LUMO_EXPECT_FIXED)
+#define LUMO_EXPECT_RESULT(id, slot) cases.push_back({id, #id " result 5"});
+#define LUMO_EXPECT_RECORD(id, slot) cases.push_back({id, #id " record " #id " 00002000ab"});
+#define LUMO_EXPECT_FIXED(id, slot, size) cases.push_back({id, #id " fixed"});
+    LUMO_CLIENT_MESSAGES(LUMO_EXPECT_RESULT, LUMO_EXPECT_RECORD, LUMO_EXPECT_FIXED,
+                         LUMO_CLIENT_MESSAGES_SKIP)
 #undef LUMO_EXPECT_RESULT
 #undef LUMO_EXPECT_RECORD
 #undef LUMO_EXPECT_FIXED

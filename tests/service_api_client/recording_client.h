@@ -4,6 +4,7 @@
 #pragma once
 
 #include "service_api/client/client.h"
+#include "service_api/client/client_messages.h"
 
 #include <cstdint>
 #include <functional>
@@ -11,19 +12,6 @@
 #include <vector>
 
 namespace Quorvel::Lumo::Api::testing {
-
-// The messages of each decoder kind, one list per kind.
-// clang-format off
-#define LUMO_RESULT_MESSAGES(X) \
-    X(2013) X(2082) X(2083) X(2200) X(2201) X(2030) X(2031) X(2207) X(2019) X(2017) X(2100) \
-    X(2003) X(2005) X(2011) X(2014) X(2002) X(2008) X(2012) X(2217) X(2203) X(2211) X(2204) \
-    X(2205) X(2212) X(2214) X(2007) X(2016) X(2020) X(2021) X(2023) X(2024) X(2022) X(2209) \
-    X(1022)
-#define LUMO_RECORD_MESSAGES(X) \
-    X(1010) X(2208) X(1100) X(2232) X(2231) X(2216) X(2221) X(2222) X(2224) X(2223) X(2081) \
-    X(2220) X(2004) X(2080) X(2010) X(2009) X(1021) X(1008) X(2225) X(1020)
-#define LUMO_FIXED_MESSAGES(X) X(1009) X(2215) X(1001) X(1006) X(2233) X(2206) X(2202) X(2218)
-// clang-format on
 
 inline std::string Hex(const std::uint8_t* bytes, std::size_t size) {
     static const char digits[] = "0123456789abcdef";
@@ -73,22 +61,21 @@ class RecordingClient final : public Client {
              (payload ? Hex(payload, payloadSize) : "null") + " " + std::to_string(payloadSize));
     }
 
-#define LUMO_RESULT_CALLBACK(id)                             \
+#define LUMO_RESULT_CALLBACK(id, slot)                       \
     void OnServerMessage##id(XeLUMOResult result) override { \
         Note(#id " result " + std::to_string(result));       \
     }
-#define LUMO_RECORD_CALLBACK(id)                                              \
+#define LUMO_RECORD_CALLBACK(id, slot)                                        \
     void OnServerMessage##id(const ServiceRecord& record) override {          \
         Note(#id " record " + std::to_string(record.header.messageId) + " " + \
              Hex(record.payload.data(), record.payload.size()));              \
     }
-#define LUMO_FIXED_CALLBACK(id)                                     \
+#define LUMO_FIXED_CALLBACK(id, slot, size)                         \
     void OnServerMessage##id(const std::uint8_t* record) override { \
         Fixed(#id " fixed", record);                                \
     }
-    LUMO_RESULT_MESSAGES(LUMO_RESULT_CALLBACK)
-    LUMO_RECORD_MESSAGES(LUMO_RECORD_CALLBACK)
-    LUMO_FIXED_MESSAGES(LUMO_FIXED_CALLBACK)
+    LUMO_CLIENT_MESSAGES(LUMO_RESULT_CALLBACK, LUMO_RECORD_CALLBACK, LUMO_FIXED_CALLBACK,
+                         LUMO_CLIENT_MESSAGES_SKIP)
 #undef LUMO_RESULT_CALLBACK
 #undef LUMO_RECORD_CALLBACK
 #undef LUMO_FIXED_CALLBACK

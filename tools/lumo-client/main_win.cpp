@@ -12,6 +12,7 @@
 
 #include "platform/windows_api.h"
 #include "tools/common/json_line.h"
+#include "tools/common/message_pump_win.h"
 #include "tools/common/utf.h"
 #include "tools/common/words.h"
 #include "tools/lumo-client/command_language.h"
@@ -40,28 +41,8 @@ int Usage(int status) {
     return status;
 }
 
-// Dispatches window messages until `done` holds or `milliseconds` pass; whether it held.
 bool PumpUntil(std::uint32_t milliseconds, const std::function<bool()>& done) {
-    using Clock = std::chrono::steady_clock;
-    const auto deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
-    for (;;) {
-        MSG message;
-        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-            TranslateMessage(&message);
-            DispatchMessageW(&message);
-        }
-        if (done && done()) {
-            return true;
-        }
-        const auto now = Clock::now();
-        if (now >= deadline) {
-            return false;
-        }
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - now).count();
-        MsgWaitForMultipleObjectsEx(0, nullptr,
-                                    static_cast<DWORD>(std::min<long long>(left, kSliceMs)),
-                                    QS_ALLINPUT, MWMO_INPUTAVAILABLE);
-    }
+    return LumoTools::PumpMessagesUntil(milliseconds, done, kSliceMs);
 }
 
 void PrintParameters() {

@@ -73,27 +73,16 @@ class PrintingClient::SubClientPrinter final
     void OnServerMessage##id(const ServiceRecord& record) override { \
         Sub(record, name);                                           \
     }
-    LUMO_PRINT_SUB(2062, "display")
-    LUMO_PRINT_SUB(2075, "display")
-    LUMO_PRINT_SUB(2061, "display")
-    LUMO_PRINT_SUB(2065, "display")
-    LUMO_PRINT_SUB(2066, "display")
-    LUMO_PRINT_SUB(2067, "display")
-    LUMO_PRINT_SUB(2068, "display")
-    LUMO_PRINT_SUB(2069, "display")
-    LUMO_PRINT_SUB(2070, "display")
-    LUMO_PRINT_SUB(2071, "display")
-    LUMO_PRINT_SUB(2072, "display")
-    LUMO_PRINT_SUB(2073, "display")
-    LUMO_PRINT_SUB(2074, "display")
-    LUMO_PRINT_SUB(2226, "dcScript")
-    LUMO_PRINT_SUB(2227, "dcScript")
-    LUMO_PRINT_SUB(2228, "dcScript")
-    LUMO_PRINT_SUB(2229, "dcScript")
-    LUMO_PRINT_SUB(2230, "dcScript")
-    LUMO_PRINT_SUB(2300, "wrtl")
-    LUMO_PRINT_SUB(2301, "wrtl")
-    LUMO_PRINT_SUB(2302, "wrtl")
+#define LUMO_PRINT_DISPLAY(id) LUMO_PRINT_SUB(id, "display")
+#define LUMO_PRINT_DC_SCRIPT(id) LUMO_PRINT_SUB(id, "dcScript")
+#define LUMO_PRINT_WRTL(id) LUMO_PRINT_SUB(id, "wrtl")
+    LUMO_DISPLAY_OBSERVER_MESSAGES(LUMO_PRINT_DISPLAY)
+    LUMO_TOUCH_SCREEN_OBSERVER_MESSAGES(LUMO_PRINT_DISPLAY)
+    LUMO_DC_SCRIPT_OBSERVER_MESSAGES(LUMO_PRINT_DC_SCRIPT)
+    LUMO_WRTL_OBSERVER_MESSAGES(LUMO_PRINT_WRTL)
+#undef LUMO_PRINT_DISPLAY
+#undef LUMO_PRINT_DC_SCRIPT
+#undef LUMO_PRINT_WRTL
 #undef LUMO_PRINT_SUB
 
   private:
@@ -174,9 +163,8 @@ void PrintingClient::OnServerMessage1004(std::uint32_t argument1, std::uint32_t 
     void PrintingClient::OnServerMessage##id(const std::uint8_t*) { \
         PrintFixed(id, size, slot);                                 \
     }
-LUMO_CLIENT_RESULTS(LUMO_DEFINE_RESULT)
-LUMO_CLIENT_RECORDS(LUMO_DEFINE_RECORD)
-LUMO_CLIENT_FIXED(LUMO_DEFINE_FIXED)
+LUMO_CLIENT_MESSAGES(LUMO_DEFINE_RESULT, LUMO_DEFINE_RECORD, LUMO_DEFINE_FIXED,
+                     LUMO_CLIENT_MESSAGES_SKIP)
 #undef LUMO_DEFINE_RESULT
 #undef LUMO_DEFINE_RECORD
 #undef LUMO_DEFINE_FIXED

@@ -1,10 +1,9 @@
 #include "tools/lumo-sim/sim_service_win.h"
 
-#include <algorithm>
-#include <chrono>
 
 #include "platform/local_time.h"
 #include "service_api/core/chunk.h"
+#include "tools/common/message_pump_win.h"
 #include "tools/common/utf.h"
 #include "tools/lumo-sim/received_message.h"
 
@@ -158,28 +157,10 @@ bool SimService::Wait(const Command& command, const std::function<bool()>& done)
 }
 
 bool SimService::PumpUntil(std::uint32_t milliseconds, const std::function<bool()>& done) {
-    using Clock = std::chrono::steady_clock;
-    const auto deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
-    for (;;) {
-        MSG message;
-        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-            TranslateMessage(&message);
-            DispatchMessageW(&message);
-        }
+    return LumoTools::PumpMessagesUntil(milliseconds, done, kLivenessSliceMs, [this] {
         SendQueuedAnswers();
         CheckClientAlive();
-        if (done && done()) {
-            return true;
-        }
-        const auto now = Clock::now();
-        if (now >= deadline) {
-            return !done;
-        }
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - now).count();
-        MsgWaitForMultipleObjectsEx(0, nullptr,
-                                    static_cast<DWORD>(std::min<long long>(left, kLivenessSliceMs)),
-                                    QS_ALLINPUT, MWMO_INPUTAVAILABLE);
-    }
+    });
 }
 
 bool SimService::Send(const Command& command) {
