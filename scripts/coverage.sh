@@ -2,17 +2,22 @@
 # Product line coverage of the native tests, and the size of the tests against the code.
 #   scripts/coverage.sh            build with coverage, run every native test, print totals
 #   scripts/coverage.sh --lines    only count the lines
-# Product code is everything but tests/, tools/ and the fakes (*/testing/). Test lines are
-# every file under tests/ and the fakes; code lines are all other C/C++ files of the tree.
+# Product code is everything but tests/, tools/ and the fakes (*/testing/). The line count is
+# of every tracked source file in every language (C and C++, Python, shell, Lua, CMake,
+# .ci/run and the scripts without an extension), the fuzzers' seed corpora left out: test
+# lines are those under tests/ and */testing/, and their share of all the lines is kept at
+# a third at most.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 count_lines() {
-    local tests code
-    tests=$( (git ls-files tests; git ls-files '*/testing/*') | sort -u | xargs cat | wc -l)
-    code=$(git ls-files '*.cpp' '*.h' | grep -v -e '^tests/' -e '/testing/' | xargs cat | wc -l)
-    echo "test lines: $tests (tests/ and */testing/), code lines: $code (other C/C++)"
-    awk -v t="$tests" -v c="$code" 'BEGIN { printf "test/code ratio: %.3f\n", t / c }'
+    local sources tests code
+    sources=$(git ls-files | grep -E '\.(c|cc|cpp|h|hpp|py|sh|lua|cmake)$|(^|/)CMakeLists\.txt$|^\.ci/run$|^scripts/[^.]+$' |
+              grep -v '/corpus/')
+    tests=$(grep -E '^tests/|/testing/' <<<"$sources" | xargs cat | wc -l)
+    code=$(grep -v -E '^tests/|/testing/' <<<"$sources" | xargs cat | wc -l)
+    echo "test lines: $tests (tests/ and */testing/), other lines: $code (every other source)"
+    awk -v t="$tests" -v c="$code" 'BEGIN { printf "test share: %.3f (at most 0.33)\n", t / (t + c) }'
 }
 
 if [ "${1:-}" = "--lines" ]; then

@@ -3,9 +3,11 @@
 time (an operator turned, a constant moved by one, a call left out), the native suites rebuilt
 and run against each. A copy of the tracked tree is mutated, never the work tree.
 
-usage: scripts/mutants.py [--budget N] [--seed S] [--recheck] [--report-only]
-Results go to build/mutants/results.json; a second run with the same seed resumes, and
---recheck runs every mutant that survived before against the tree as it is now."""
+usage: scripts/mutants.py [--budget N] [--seed S] [--recheck | --again] [--report-only]
+Results go to build/mutants/results.json; a second run with the same seed resumes,
+--recheck runs every mutant that survived before against the tree as it is now, and --again
+every mutant that ran before (after a change to the tests: does the suite still catch what
+it caught?)."""
 import argparse
 import collections
 import glob
@@ -140,13 +142,14 @@ def choose(budget, seed):
     return chosen
 
 
-def survivors(results):
-    """The mutants that survived, as they apply to the tree now (moved lines are dropped)."""
+def earlier(results, statuses):
+    """The mutants that ran with one of `statuses`, as they apply to the tree now (moved lines
+    are dropped)."""
     chosen = []
     for r in results:
         path = os.path.join(SRC, r["file"])
         lines = open(path, encoding="utf-8").read().split("\n") if os.path.exists(path) else []
-        if r["status"] == "survived" and r["line"] <= len(lines) and \
+        if r["status"] in statuses and r["line"] <= len(lines) and \
                 lines[r["line"] - 1].strip() == r["before"]:
             line = lines[r["line"] - 1]
             chosen.append((path, r["line"] - 1, line, line[:len(line) - len(line.lstrip())] +
@@ -154,14 +157,14 @@ def survivors(results):
     return chosen
 
 
-def run(budget, seed, recheck):
+def run(budget, seed, rerun):
     prepare()
     if not build() or failing_tests():
         sys.exit("the tree without mutations does not build or does not pass")
     results = json.load(open(RESULTS)) if os.path.exists(RESULTS) else []
-    chosen = survivors(results) if recheck else choose(budget, seed)
-    # A rechecked survivor replaces its earlier entry when its run is done.
-    done = set() if recheck else {(r["file"], r["line"], r["after"]) for r in results}
+    chosen = earlier(results, rerun) if rerun else choose(budget, seed)
+    # A mutant run again replaces its earlier entry when its run is done.
+    done = set() if rerun else {(r["file"], r["line"], r["after"]) for r in results}
     started = time.time()
     for index, (path, number, line, mutated) in enumerate(chosen):
         name = os.path.relpath(path, SRC)
@@ -240,10 +243,12 @@ def main():
     parser.add_argument("--budget", type=int, default=300)
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--recheck", action="store_true")
+    parser.add_argument("--again", action="store_true")
     parser.add_argument("--report-only", action="store_true")
     args = parser.parse_args()
     if not args.report_only:
-        run(args.budget, args.seed, args.recheck)
+        rerun = {"survived", "killed"} if args.again else {"survived"} if args.recheck else None
+        run(args.budget, args.seed, rerun)
     report()
 
 
