@@ -11,7 +11,7 @@
 #include <functional>
 #include <vector>
 
-namespace Orvane::Platform::contract {
+namespace Orvane::Platform {
 
 struct RecordingEvents final : MessageWindowEvents {
     struct Registered {
@@ -188,4 +188,4 @@ REGISTER_TYPED_TEST_SUITE_P(MessageWindowContract, NamesAMessageTheSameWayEveryT
                             ATakenBlockIsAnsweredTrue, TimerGoesOffWithItsIdUntilStopped,
                             DestroyedWindowIsNoWindowAndGetsNothing);
 
-}  // namespace Orvane::Platform::contract
+}  // namespace Orvane::Platform

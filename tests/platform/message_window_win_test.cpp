@@ -1,6 +1,6 @@
 #include "platform/windows_api.h"
 
-#include "message_window_contract.h"
+#include "tests/platform/message_window_contract.h"
 
 #include <stdexcept>
 #include <string>
@@ -8,24 +8,8 @@
 
 #include "platform/message_wait.h"
 
-namespace Orvane::Platform::contract {
+namespace Orvane::Platform {
 namespace {
-
-struct Win32Backend {
-    // Waits briefly for input, then dispatches everything that is there, as the helper's
-    // loop does.
-    void Pump() {
-        MsgWaitForMultipleObjects(0, nullptr, FALSE, 20, QS_ALLINPUT);
-        MSG message;
-        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-            TranslateMessage(&message);
-            DispatchMessageW(&message);
-        }
-    }
-};
-
-using Backends = ::testing::Types<Win32Backend>;
-INSTANTIATE_TYPED_TEST_SUITE_P(Win32, MessageWindowContract, Backends);
 
 TEST(Win32MessageWindow, IsAHiddenTopLevelWindowThatOthersFindByName) {
     MessageWindowService& service = Get<MessageWindowService>();
@@ -104,4 +88,4 @@ TEST(Win32MessageWindow, AHandlersExceptionLeavesThePumpNotTheSystemsDispatch) {
 }
 
 }  // namespace
-}  // namespace Orvane::Platform::contract
+}  // namespace Orvane::Platform
