@@ -13,10 +13,8 @@ import subprocess
 import sys
 import time
 
-sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "tests", "e2e"))
-from wine_program import Launcher  # noqa: E402
-
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "scripts"))
+from wine_program import Launcher  # noqa: E402
 from wine_processes import linux_pid, percentile, status_kb  # noqa: E402
 
 TICKS = os.sysconf("SC_CLK_TCK")

@@ -13,10 +13,9 @@ import sys
 import threading
 import time
 
-sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "tests", "e2e"))
-from exit_log_machine import ExitLogMachine  # noqa: E402
-from wine_program import Launcher, now_ms  # noqa: E402
-from wine_processes import linux_pid, percentile, status_kb  # noqa: E402
+from exit_log_machine import ExitLogMachine
+from wine_program import Launcher, now_ms
+from wine_processes import linux_pid, percentile, status_kb
 
 WITHDRAW_WITHIN_MS = 600
 REGISTER_WITHIN_MS = 200

@@ -16,6 +16,11 @@ import unittest
 
 TIMEOUT_S = 60
 BIN = WINE = None  # set by main(), the defaults of a Launcher
+# What the helper does that the end-to-end tests hold it to.
+MINUS_ONE = 0xFFFFFFFF  # its exit status, always
+BEAT_MS, BEAT_TOLERANCE_MS = 2000, 100
+ANNOUNCE, WITHDRAW = 5009, 5010
+CLIENT_STARTED = "LumoDiscoveryPluginHelper using LUMO API v6.3.0.0 (2022-01-12)\n"
 
 
 def windows_path(path):
@@ -183,6 +188,17 @@ class Launcher:
             program.stop()
         self.end_helper()
         shutil.rmtree(self.workdir, ignore_errors=True)
+
+
+class WineTest(unittest.TestCase):
+    """An end-to-end test: its programs start from a launcher of its own, and stop together."""
+
+    def setUp(self):
+        self.launch = Launcher()
+
+    def tearDown(self):
+        self.launch.stop_all()
+        time.sleep(0.3)  # until the system has let go of what they held (channel names)
 
 
 def main():

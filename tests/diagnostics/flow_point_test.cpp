@@ -17,19 +17,6 @@ KLogger& FreshProcessLog() {
     return logger;
 }
 
-struct Probe {
-    int Step(int code) {
-        FLOW_POINT("Probe", "Step");
-        FLOW_RECORD(this, code);
-        return flowPoint.Line();
-    }
-    void Timed() {
-        FLOW_POINT("Probe", "Timed");
-        FlowTimedScope scope(flowPoint, this);
-        FLOW_RECORD(this, 1);
-    }
-};
-
 int FirstUse() {
     FLOW_POINT("Racer", "FirstUse");
     FLOW_RECORD(nullptr, 0);

@@ -8,18 +8,16 @@ import os
 import re
 import struct
 import time
-import unittest
 from itertools import groupby
 
 from exit_log_machine import EXIT_LOG_NAME, ExitLogMachine, stamps_between
-from wine_program import Launcher, main, windows_path
+from wine_program import CLIENT_STARTED, MINUS_ONE, WineTest, main, windows_path
 
 CHECKING = "Talvex | FlowLogDumpOnExitHelper checking registry..."
 DONE = "Talvex | FlowLogDumpOnExitHelper - done."
 # "% <event> ... in_class <class> at <function> for_object ..."
 ENTRY = re.compile(r"^% (\S+).* in_class LumoDiscoveryPluginHelper at (\S+) for_object ")
 CALENDAR = re.compile(r" is approximately \d+ms past (.+)$")
-CLIENT_STARTED = "LumoDiscoveryPluginHelper using LUMO API v6.3.0.0 (2022-01-12)\n"
 GCC_CXX_EXCEPTION, EXCEPTION_STREAM, FLOW_LOG_STREAM = 0x20474343, 6, 0x10000
 
 
@@ -33,13 +31,13 @@ def minidump_streams(path):
     return {kind: data[offset:offset + size] for kind, size, offset in entries}
 
 
-class HelperExitDumpTest(unittest.TestCase):
+class HelperExitDumpTest(WineTest):
     def setUp(self):
-        self.launch = Launcher()
+        super().setUp()
         self.machine = ExitLogMachine(self.launch.wine)
 
     def tearDown(self):
-        self.launch.stop_all()
+        super().tearDown()
         self.machine.restore()
 
     def run_helper(self, value, folder_present):
@@ -57,7 +55,7 @@ class HelperExitDumpTest(unittest.TestCase):
         time.sleep(0.5)  # the listener may still be passing on the last texts
         listener.stop()
         exits = [r["exitCode"] for r in self.plugin.events("helper-exited")]
-        self.assertEqual(exits, [0xFFFFFFFF], self.plugin.text())
+        self.assertEqual(exits, [MINUS_ONE], self.plugin.text())
         # Checked, then done, each once: the dump ran exactly once and to its end.
         pid = self.plugin.wait_for("helper-started")["pid"]
         texts = [r["text"] for r in listener.events("text", pid=pid)]
@@ -111,7 +109,7 @@ class HelperExitDumpTest(unittest.TestCase):
         listener.wait_for("text", pid=pid, text=CLIENT_STARTED)
         self.launch.service("service", "wait-registered 20000\nsend instrument\nwait 500\n"
                                        "send message 2210 1 0\nwait 1000\n")
-        self.assertEqual(plugin.wait_for("helper-exited")["exitCode"], 0xFFFFFFFF, plugin.text())
+        self.assertEqual(plugin.wait_for("helper-exited")["exitCode"], MINUS_ONE, plugin.text())
         events = lambda: [r["event"] for r in dds.records()
                           if r.get("event") in ("announce", "withdraw")]
         dds.wait_until(lambda: events()[-1:] == ["withdraw"], "a withdrawal", timeout_s=5)

@@ -6,23 +6,17 @@ second helper cannot create its own channel while the first holds it: it ends at
 -1, before it has opened the plug-in's channel."""
 import sys
 import time
-import unittest
 
-from wine_program import Launcher, main
+from wine_program import BEAT_MS, BEAT_TOLERANCE_MS, MINUS_ONE, WineTest, main
 
-MINUS_ONE = 0xFFFFFFFF
-BEAT_MS, BEAT_TOLERANCE_MS, EXIT_WITHIN_MS = 2000, 100, 500
+EXIT_WITHIN_MS = 500
 FOUR_BEATS_MS = "9700"  # four beats including the client's start, short of a fifth
 
 
-class HelperPluginChannelTest(unittest.TestCase):
+class HelperPluginChannelTest(WineTest):
     def setUp(self):
-        self.launch = Launcher()
+        super().setUp()
         self.helper = self.launch.helper
-
-    def tearDown(self):
-        self.launch.stop_all()
-        time.sleep(0.3)
 
     def plugin(self, name, *args):
         return self.launch.start(name, "plugin-sim.exe", list(args))

@@ -14,9 +14,9 @@ import time
 import unittest
 
 from registration_token import minutes_between, token_minute
-from wine_program import Launcher, main, now_ms
+from wine_program import (ANNOUNCE, BEAT_MS, BEAT_TOLERANCE_MS, CLIENT_STARTED, WITHDRAW, Launcher,
+                          main, now_ms)
 
-ANNOUNCE, WITHDRAW, BEAT_MS, BEAT_TOLERANCE_MS = 5009, 5010, 2000, 100
 # The loop looks at its beat when it wakes up: while connected the client window's 500 ms
 # liveness timer wakes it, so a beat may go out one tick late; after a loss nothing may wake
 # it before its wait's own time-out, a whole beat later.
@@ -27,7 +27,6 @@ REGISTRATION_WITHIN_MS, ANNOUNCEMENT_WITHIN_MS, SERVER_DOWN_WITHIN_MS = 200, 100
 CONNECTED = "LumoDiscoveryPluginHelper::OnConnectedToServer\n"
 SERVER_DOWN = "LumoDiscoveryPluginHelper::OnServerDown\n"
 INSTRUMENT = "LumoDiscoveryPluginHelper::OnInstrumentData\n"
-CLIENT_STARTED = "LumoDiscoveryPluginHelper using LUMO API v6.3.0.0 (2022-01-12)\n"
 EXIT = "LumoDiscoveryPluginHelper EXIT\n"  # the one narrow text
 
 # The service's first life: an instrument, new data for it, an arm the helper does not

@@ -66,125 +66,47 @@ std::vector<CommandForm> EveryCommandForm() {
     const std::uint8_t data[] = {0xDE, 0xAD, 0xBE};
     const std::uint8_t two[2] = {0x12, 0x34};
     const std::u16string longText(300, u'x');
-    auto none = [](const char* name, std::uint32_t id, Command send) {
-        return CommandForm{name, std::move(send), id, 0, {}};
-    };
+    // clang-format off
+#define LUMO_BARE(id) {#id, [](Client& c) { return c.SendRequest##id(); }, id, 0, {}},
+#define LUMO_SUB_BARE(sub, id) {#id, [](Client& c) { return c.sub().SendRequest##id(); }, id, 0, {}},
     return {
-        {"2002 four values", [](Client& c) { return c.SendRequest2002(1, 2, 3, 4); }, 2002, 0,
-         Wire().U32(0).U32(0).U32(1).U32(2).U32(3).U32(4).U32(0).Zeros(56).bytes},
-        {"2002 two values", [](Client& c) { return c.SendRequest2002(7, 9); }, 2002, 0,
-         Wire().U32(7).U32(1).U32(0).U32(0).U32(0).U32(9).Zeros(60).bytes},
-        {"2004", [](Client& c) { return c.SendRequest2004(1, 2, 3, 4, 5); }, 2004, 0,
-         Wire().U32(1).U32(2).U32(3).U32(4).U32(5).Zeros(260).bytes},
+        LUMO_BARE(2008) LUMO_BARE(2010) LUMO_BARE(2012) LUMO_BARE(2013) LUMO_BARE(2014) LUMO_BARE(2020)
+        LUMO_BARE(2021) LUMO_BARE(2023) LUMO_BARE(2024) LUMO_BARE(2030) LUMO_BARE(2031) LUMO_BARE(2080)
+        LUMO_BARE(2081) LUMO_BARE(2082) LUMO_BARE(2083) LUMO_BARE(2200) LUMO_BARE(2201) LUMO_BARE(2206)
+        LUMO_BARE(2211) LUMO_BARE(2216) LUMO_BARE(2217) LUMO_BARE(2220) LUMO_BARE(2221) LUMO_BARE(2222)
+        LUMO_BARE(2223) LUMO_BARE(2224) LUMO_BARE(2233) LUMO_BARE(1021)
+        LUMO_SUB_BARE(GetDisplayClient, 2067) LUMO_SUB_BARE(GetDisplayClient, 2061)
+        LUMO_SUB_BARE(GetDcScriptClient, 2228) LUMO_SUB_BARE(GetDcScriptClient, 2229) LUMO_SUB_BARE(GetDcScriptClient, 2230)
+        {"2002 four values", [](Client& c) { return c.SendRequest2002(1, 2, 3, 4); }, 2002, 0, Wire().U32(0).U32(0).U32(1).U32(2).U32(3).U32(4).U32(0).Zeros(56).bytes},
+        {"2002 two values", [](Client& c) { return c.SendRequest2002(7, 9); }, 2002, 0, Wire().U32(7).U32(1).U32(0).U32(0).U32(0).U32(9).Zeros(60).bytes},
+        {"2004", [](Client& c) { return c.SendRequest2004(1, 2, 3, 4, 5); }, 2004, 0, Wire().U32(1).U32(2).U32(3).U32(4).U32(5).Zeros(260).bytes},
         {"2005", [](Client& c) { return c.SendRequest2005(-2); }, 2005, 0xFFFFFFFE, {}},
-        {"2007", [](Client& c) { return c.SendRequest2007(5, u"ab"); }, 2007, 0,
-         Wire().U32(5).Units("ab").Zeros(512).bytes},
-        {"2007 cut at 256 units", [longText](Client& c) { return c.SendRequest2007(5, longText); },
-         2007, 0, Wire().U32(5).Units(std::string(256, 'x')).Zeros(4).bytes},
-        none("2008", 2008, [](Client& c) { return c.SendRequest2008(); }),
+        {"2007", [](Client& c) { return c.SendRequest2007(5, u"ab"); }, 2007, 0, Wire().U32(5).Units("ab").Zeros(512).bytes},
+        {"2007 cut at 256 units", [longText](Client& c) { return c.SendRequest2007(5, longText); }, 2007, 0, Wire().U32(5).Units(std::string(256, 'x')).Zeros(4).bytes},
         {"2009", [](Client& c) { return c.SendRequest2009(9); }, 2009, 9, {}},
-        none("2010", 2010, [](Client& c) { return c.SendRequest2010(); }),
-        {"2011", [](Client& c) { return c.SendRequest2011(0x0102030405060708); }, 2011, 0,
-         Wire().U64(0x0102030405060708).Zeros(64).bytes},
-        none("2012", 2012, [](Client& c) { return c.SendRequest2012(); }),
-        none("2013", 2013, [](Client& c) { return c.SendRequest2013(); }),
-        none("2014", 2014, [](Client& c) { return c.SendRequest2014(); }),
-        {"2016", [data](Client& c) { return c.SendRequest2016(1, 2, 3, data, 3); }, 2016, 0,
-         Wire().U32(1).U32(2).U32(3).Zeros(36).U8(0xDE).U8(0xAD).U8(0xBE).bytes},
-        {"2016 without data", [](Client& c) { return c.SendRequest2016(1, 2, 3, nullptr, 0); },
-         2016, 0, Wire().U32(1).U32(2).U32(3).Zeros(36).bytes},
+        {"2011", [](Client& c) { return c.SendRequest2011(0x0102030405060708); }, 2011, 0, Wire().U64(0x0102030405060708).Zeros(64).bytes},
+        {"2016", [data](Client& c) { return c.SendRequest2016(1, 2, 3, data, 3); }, 2016, 0, Wire().U32(1).U32(2).U32(3).Zeros(36).U8(0xDE).U8(0xAD).U8(0xBE).bytes},
+        {"2016 without data", [](Client& c) { return c.SendRequest2016(1, 2, 3, nullptr, 0); }, 2016, 0, Wire().U32(1).U32(2).U32(3).Zeros(36).bytes},
         {"2019", [](Client& c) { return c.SendRequest2019(-1); }, 2019, 0xFFFFFFFF, {}},
-        none("2020", 2020, [](Client& c) { return c.SendRequest2020(); }),
-        none("2021", 2021, [](Client& c) { return c.SendRequest2021(); }),
-        {"2022", [](Client& c) { return c.SendRequest2022(0xA0B0C0D0); }, 2022, 0,
-         Wire().U32(0xA0B0C0D0).Zeros(256).bytes},
-        none("2023", 2023, [](Client& c) { return c.SendRequest2023(); }),
-        none("2024", 2024, [](Client& c) { return c.SendRequest2024(); }),
-        none("2030", 2030, [](Client& c) { return c.SendRequest2030(); }),
-        none("2031", 2031, [](Client& c) { return c.SendRequest2031(); }),
-        none("2080", 2080, [](Client& c) { return c.SendRequest2080(); }),
-        none("2081", 2081, [](Client& c) { return c.SendRequest2081(); }),
-        none("2082", 2082, [](Client& c) { return c.SendRequest2082(); }),
-        none("2083", 2083, [](Client& c) { return c.SendRequest2083(); }),
+        {"2022", [](Client& c) { return c.SendRequest2022(0xA0B0C0D0); }, 2022, 0, Wire().U32(0xA0B0C0D0).Zeros(256).bytes},
         {"2100", [two](Client& c) { return c.SendRequest2100(two); }, 2100, 0, {0x12, 0x34}},
-        none("2200", 2200, [](Client& c) { return c.SendRequest2200(); }),
-        none("2201", 2201, [](Client& c) { return c.SendRequest2201(); }),
-        {"2203",
-         [](Client& c) {
-             return c.SendRequest2203({3, 4});
-         },
-         2203, 0, Wire().U32(3).U32(4).bytes},
-        {"2204",
-         [](Client& c) {
-             return c.SendRequest2204({3, L"hi"});
-         },
-         2204, 0, Wire().U32(3).U32(2).Units("hi").bytes},
-        {"2205",
-         [](Client& c) {
-             return c.SendRequest2205({3, {7, 8}});
-         },
-         2205, 0, Wire().U32(3).U32(2).U32(7).U32(8).bytes},
-        none("2206", 2206, [](Client& c) { return c.SendRequest2206(); }),
-        {"2207",
-         [](Client& c) {
-             return c.SendRequest2207({3, -1, 2});
-         },
-         2207, 0, Wire().U32(3).U32(0xFFFFFFFF).U32(2).bytes},
-        none("2211", 2211, [](Client& c) { return c.SendRequest2211(); }),
-        {"2212",
-         [](Client& c) {
-             return c.SendRequest2212({3, "ab"});
-         },
-         2212, 0, Wire().U32(3).U32(2).Ascii("ab").bytes},
-        {"2214", [](Client& c) { return c.SendRequest2214(6, 0.5); }, 2214, 0,
-         Wire().U8(0).U32(6).Double(0.5).bytes},
-        none("2216", 2216, [](Client& c) { return c.SendRequest2216(); }),
-        none("2217", 2217, [](Client& c) { return c.SendRequest2217(); }),
-        none("2220", 2220, [](Client& c) { return c.SendRequest2220(); }),
+        {"2203", [](Client& c) { return c.SendRequest2203({3, 4}); }, 2203, 0, Wire().U32(3).U32(4).bytes},
+        {"2204", [](Client& c) { return c.SendRequest2204({3, L"hi"}); }, 2204, 0, Wire().U32(3).U32(2).Units("hi").bytes},
+        {"2205", [](Client& c) { return c.SendRequest2205({3, {7, 8}}); }, 2205, 0, Wire().U32(3).U32(2).U32(7).U32(8).bytes},
+        {"2207", [](Client& c) { return c.SendRequest2207({3, -1, 2}); }, 2207, 0, Wire().U32(3).U32(0xFFFFFFFF).U32(2).bytes},
+        {"2212", [](Client& c) { return c.SendRequest2212({3, "ab"}); }, 2212, 0, Wire().U32(3).U32(2).Ascii("ab").bytes},
+        {"2214", [](Client& c) { return c.SendRequest2214(6, 0.5); }, 2214, 0, Wire().U8(0).U32(6).Double(0.5).bytes},
         {"2220 second form", [](Client& c) { return c.SendRequest2220SecondForm(); }, 2220, 1, {}},
-        none("2221", 2221, [](Client& c) { return c.SendRequest2221(); }),
-        none("2222", 2222, [](Client& c) { return c.SendRequest2222(); }),
-        none("2223", 2223, [](Client& c) { return c.SendRequest2223(); }),
-        none("2224", 2224, [](Client& c) { return c.SendRequest2224(); }),
-        none("2233", 2233, [](Client& c) { return c.SendRequest2233(); }),
-        none("1021", 1021, [](Client& c) { return c.SendRequest1021(); }),
-        none("display 2067", 2067,
-             [](Client& c) { return c.GetDisplayClient().SendRequest2067(); }),
-        {"display 2065",
-         [](Client& c) {
-             c.GetDisplayClient().SetDisplayText(L"me");
-             return c.GetDisplayClient().SendRequest2065(L"hello");
-         },
-         2065, 0, Wire().U32(2).Units("me").U32(5).Units("hello").bytes},
-        {"display 2066",
-         [](Client& c) {
-             return c.GetDisplayClient().SendRequest2066({L"a", L"bc"});
-         },
-         2066, 0, Wire().U32(2).U32(1).Units("a").U32(2).Units("bc").bytes},
-        none("display 2061", 2061,
-             [](Client& c) { return c.GetDisplayClient().SendRequest2061(); }),
-        {"script 2227 with arguments",
-         [](Client& c) {
-             return c.GetDcScriptClient().SendRequest2227(9, {{L"k", L"vw"}});
-         },
-         2227, 0, Wire().U32(9).U32(1).U32(1).Units("k").U32(2).Units("vw").U8(0).bytes},
-        {"script 2227 without arguments",
-         [](Client& c) { return c.GetDcScriptClient().SendRequest2227(9); }, 2227, 0,
-         Wire().U32(9).U32(0).U8(0).bytes},
-        none("script 2228", 2228,
-             [](Client& c) { return c.GetDcScriptClient().SendRequest2228(); }),
-        none("script 2229", 2229,
-             [](Client& c) { return c.GetDcScriptClient().SendRequest2229(); }),
-        none("script 2230", 2230,
-             [](Client& c) { return c.GetDcScriptClient().SendRequest2230(); }),
-        {"wrtl 2300",
-         [](Client& c) { return c.GetWrtlClient().SendRequest2300(-3); },
-         2300,
-         0xFFFFFFFD,
-         {}},
-        {"wrtl 2301", [](Client& c) { return c.GetWrtlClient().SendRequest2301(1, 2); }, 2301, 0,
-         Wire().U32(1).U32(2).U32(0).bytes},
+        {"display 2065", [](Client& c) { c.GetDisplayClient().SetDisplayText(L"me"); return c.GetDisplayClient().SendRequest2065(L"hello"); }, 2065, 0, Wire().U32(2).Units("me").U32(5).Units("hello").bytes},
+        {"display 2066", [](Client& c) { return c.GetDisplayClient().SendRequest2066({L"a", L"bc"}); }, 2066, 0, Wire().U32(2).U32(1).Units("a").U32(2).Units("bc").bytes},
+        {"script 2227 with arguments", [](Client& c) { return c.GetDcScriptClient().SendRequest2227(9, {{L"k", L"vw"}}); }, 2227, 0, Wire().U32(9).U32(1).U32(1).Units("k").U32(2).Units("vw").U8(0).bytes},
+        {"script 2227 without arguments", [](Client& c) { return c.GetDcScriptClient().SendRequest2227(9); }, 2227, 0, Wire().U32(9).U32(0).U8(0).bytes},
+        {"wrtl 2300", [](Client& c) { return c.GetWrtlClient().SendRequest2300(-3); }, 2300, 0xFFFFFFFD, {}},
+        {"wrtl 2301", [](Client& c) { return c.GetWrtlClient().SendRequest2301(1, 2); }, 2301, 0, Wire().U32(1).U32(2).U32(0).bytes},
     };
+#undef LUMO_BARE
+#undef LUMO_SUB_BARE
+    // clang-format on
 }
 
 using ClientCommandsTest = ConnectedClientTest;
