@@ -5,7 +5,7 @@
 #include "diagnostics/guarded_run.h"
 #include "platform/service.h"
 #include "tests/diagnostics/machine_log_folder.h"
-#include "tests/diagnostics/minidump_reader.h"
+#include "tools/lumo-dump/lib/minidump_file.h"
 
 #include <gtest/gtest.h>
 
@@ -14,7 +14,6 @@
 namespace {
 
 constexpr std::uint32_t kAccessViolation = 0xC0000005;
-constexpr std::uint32_t kExceptionStream = 6;
 
 struct Progress {
     bool beforeFault = false;
@@ -32,19 +31,6 @@ void FaultingBody(void* context) {
     progress.afterFault = true;
 }
 
-// The one dump the test left, its streams read from the file.
-std::vector<MiniDumpStream> TheOnlyDump(const MachineLogFolder& folder) {
-    const auto files = folder.NewFiles();
-    EXPECT_EQ(files.size(), 1u);
-    if (files.size() != 1)
-        return {};
-    EXPECT_TRUE(IsStampedName(files[0], L"LumoDiscoveryHelper_crash_", L".dmp"))
-        << std::filesystem::path(files[0]).string();
-    const auto streams = ReadMiniDumpStreams(folder.Read(files[0]));
-    EXPECT_TRUE(streams.has_value());
-    return streams.value_or(std::vector<MiniDumpStream>{});
-}
-
 TEST(CrashDumpUnderWindows, FaultLeavesOneDumpWithFlowLogAndAccessViolation) {
     MachineLogFolder folder;
     folder.Create();
@@ -56,14 +42,18 @@ TEST(CrashDumpUnderWindows, FaultLeavesOneDumpWithFlowLogAndAccessViolation) {
     const std::string flowLogAtFault = RenderFlowLogText();
     ASSERT_NE(flowLogAtFault.find("in_class CrashTest at FaultingBody"), std::string::npos);
 
-    const auto streams = TheOnlyDump(folder);
-    const auto flowLog = StreamsOfType(streams, 0x10000);
-    ASSERT_EQ(flowLog.size(), 1u);
-    EXPECT_EQ(flowLog[0], flowLogAtFault);
-    const auto exception = StreamsOfType(streams, kExceptionStream);
-    ASSERT_EQ(exception.size(), 1u);
-    // ThreadId, alignment, then the exception record starting with its code.
-    EXPECT_EQ(ReadU32(exception[0], 8), kAccessViolation);
+    const auto files = folder.NewFiles();
+    ASSERT_EQ(files.size(), 1u);
+    EXPECT_TRUE(IsStampedName(files[0], L"LumoDiscoveryHelper_crash_", L".dmp"))
+        << std::filesystem::path(files[0]).string();
+    const std::string bytes = folder.Read(files[0]);
+    const auto read =
+        LumoDump::ReadMinidump({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
+    const auto* dump = std::get_if<LumoDump::Minidump>(&read);
+    ASSERT_NE(dump, nullptr);
+    EXPECT_EQ(dump->flowLog, flowLogAtFault);
+    ASSERT_TRUE(dump->exception.has_value());
+    EXPECT_EQ(dump->exception->code, kAccessViolation);
 }
 
 }  // namespace
