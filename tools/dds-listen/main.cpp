@@ -6,6 +6,7 @@
 
 #include "network/kx_socket_udp.h"
 #include "tools/common/output.h"
+#include "tools/common/version.h"
 #include "tools/dds-listen/lib/announcement_decoder.h"
 #include "tools/dds-listen/lib/announcer_liveness.h"
 #include "tools/dds-listen/lib/listen_options.h"
@@ -111,6 +112,9 @@ int Listen(const ListenOptions& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (LumoTools::PrintVersionIfAsked("dds-listen", argc, argv)) {
+        return 0;
+    }
     const ParsedOptions parsed =
         ParseListenOptions(std::vector<std::string>(argv + 1, argv + argc));
     if (!parsed.options) {

@@ -13,6 +13,7 @@
 
 #include "platform/windows_api.h"
 #include "tools/common/output.h"
+#include "tools/common/version.h"
 #include "tools/debug-listen/lib/debug_buffer.h"
 
 namespace {
@@ -22,7 +23,7 @@ constexpr DWORD kBufferSize = 4096;
 const char kUsage[] = R"(debug-listen: shows the debugger output of every process.
 
 usage: debug-listen [--run-ms MS] [--pid PID]
-       debug-listen --help
+       debug-listen --help | --version
 
   --run-ms MS   end after MS milliseconds (default: run until ended)
   --pid PID     show only the texts of process PID
@@ -125,6 +126,9 @@ int Listen(const Options& options, const LumoTools::Output& output) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (LumoTools::PrintVersionIfAsked("debug-listen", argc, argv)) {
+        return 0;
+    }
     const LumoTools::Output output;
     Options options;
     bool help = false;

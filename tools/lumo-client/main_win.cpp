@@ -14,6 +14,7 @@
 #include "tools/common/json_line.h"
 #include "tools/common/message_pump_win.h"
 #include "tools/common/utf.h"
+#include "tools/common/version.h"
 #include "tools/common/words.h"
 #include "tools/lumo-client/command_language.h"
 #include "tools/lumo-client/printing_client.h"
@@ -133,6 +134,9 @@ std::optional<std::string> ReadScript(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (LumoTools::PrintVersionIfAsked("lumo-client", argc, argv)) {
+        return 0;
+    }
     Options options;
     int i = 1;
     for (; i < argc; ++i) {

@@ -7,7 +7,7 @@ const char* UsageText() {
 
 usage: lumo-client [--wait-ms N] [--service-window TITLE] [--script FILE] [COMMAND ARGS...]
        lumo-client params
-       lumo-client --help
+       lumo-client --help | --version
 
 The client starts (registering as soon as the service is known) and waits up to N ms
 (default 2000) for the service: for its broadcast, or, with --service-window, for a window

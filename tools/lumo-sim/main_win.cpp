@@ -9,6 +9,7 @@
 #include <string>
 
 #include "tools/common/output.h"
+#include "tools/common/version.h"
 #include "tools/lumo-sim/script.h"
 #include "tools/lumo-sim/sim_service_win.h"
 #include "tools/lumo-sim/usage.h"
@@ -26,6 +27,9 @@ int Usage(int status) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (LumoTools::PrintVersionIfAsked("lumo-sim", argc, argv)) {
+        return 0;
+    }
     std::string scriptPath = "-";
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];

@@ -1,6 +1,5 @@
 #include "tools/lumo-sim/sim_service_win.h"
 
-
 #include "platform/local_time.h"
 #include "service_api/core/chunk.h"
 #include "tools/common/message_pump_win.h"

@@ -6,7 +6,7 @@ const char* UsageText() {
     return R"(lumo-sim: plays the measuring-arm service for tests and demonstrations.
 
 usage: lumo-sim [--script FILE]      run the script in FILE ("-" or no option: stdin)
-       lumo-sim --help
+       lumo-sim --help | --version
 
 At start the simulator creates a hidden top-level window and broadcasts the registered
 message "LUMO_SERVERAVAILABLE" with the window's handle. The whole script is read and

@@ -4,10 +4,14 @@
 #include <vector>
 
 #include "tools/common/output.h"
+#include "tools/common/version.h"
 #include "tools/plugin-sim/options.h"
 #include "tools/plugin-sim/plugin_simulator_win.h"
 
 int main(int argc, char** argv) {
+    if (LumoTools::PrintVersionIfAsked("plugin-sim", argc, argv)) {
+        return 0;
+    }
     const LumoTools::Output output;
     PluginSim::Options options;
     std::string error;

@@ -133,7 +133,7 @@ const char* UsageText() {
 usage: plugin-sim [--start EXE [--debug | --helper-args ARGS] [--ctrl-event MS:TYPE]...]
                   [--no-channel] [--exit-after MS] [--exit-on-line TEXT]
                   [--send MS:CODE[:HEX]]... [--close-after MS] [--run-ms MS]
-       plugin-sim --help
+       plugin-sim --help | --version
 
 At start it creates the plug-in's channel "LumoDiscoveryPluginIpcChannel" (status 2 when
 it cannot), unless --no-channel. With --start it then starts EXE with CreateProcess, as

@@ -30,7 +30,8 @@ std::string ListenUsage() {
            "  --json          print one JSON object per line\n"
            "  --count N       end after N datagrams\n"
            "  --seconds S     end after S seconds\n"
-           "  --help          show this text\n";
+           "  --help          show this text\n"
+           "  --version       show the version\n";
 }
 
 ParsedOptions ParseListenOptions(const std::vector<std::string>& arguments) {
