@@ -1,7 +1,6 @@
 #include "platform/service.h"
 #include "service_api/client/client.h"
-#include "tests/service_api_client/recording_client.h"
-#include "tests/service_api_connection/service_peer.h"
+#include "tests/service_api_client/connected_client.h"
 
 #include <gtest/gtest.h>
 
@@ -11,9 +10,6 @@
 
 namespace Quorvel::Lumo::Api::testing {
 namespace {
-
-using Orvane::Platform::MessageWindowService;
-using Orvane::Platform::ScopedOverride;
 
 // One observer of every sub-client's events, noting "<face> <operation> <message> <payload>".
 class RecordingObserver final : public Display::IObserver,
@@ -48,28 +44,17 @@ class RecordingObserver final : public Display::IObserver,
     std::string m_name;
 };
 
-class SubClientTest : public ::testing::Test {
+class SubClientTest : public ConnectedClientTest {
   protected:
-    void SetUp() override {
-        ASSERT_EQ(m_client.Start(0, nullptr, 0, true), LUMO_SUCCESS);
-        m_service.Announce();
-        m_client.log.clear();
-    }
+    void SetUp() override { Connect(); }
     void Subscribe(RecordingObserver& observer) {
-        m_client.GetDisplayClient().Observers().AddObserver(&observer);
-        m_client.GetDisplayClient().TouchScreenObservers().AddObserver(&observer);
-        m_client.GetDcScriptClient().Observers().AddObserver(&observer);
-        m_client.GetWrtlClient().Observers().AddObserver(&observer);
-    }
-    void Tell(std::uint32_t messageId, const std::vector<std::uint8_t>& payload = {}) {
-        m_service.Tell(m_desktop.CreatedWindows().at(0), messageId, 0, 0, payload);
+        m_client->GetDisplayClient().Observers().AddObserver(&observer);
+        m_client->GetDisplayClient().TouchScreenObservers().AddObserver(&observer);
+        m_client->GetDcScriptClient().Observers().AddObserver(&observer);
+        m_client->GetWrtlClient().Observers().AddObserver(&observer);
     }
 
     std::vector<std::string> m_log;
-    FakeMessageWindow m_desktop;
-    ScopedOverride<MessageWindowService> m_installed{m_desktop};
-    ServicePeer m_service{m_desktop};
-    RecordingClient m_client;
 };
 
 TEST_F(SubClientTest, EachMessageReachesItsObserverFace) {
@@ -94,10 +79,10 @@ TEST_F(SubClientTest, EachMessageReachesItsObserverFace) {
 
     for (const auto& [messageId, expected] : cases) {
         m_log.clear();
-        Tell(messageId, {0x5A});
+        Tell(messageId, 0, 0, {0x5A});
         EXPECT_EQ(m_log, std::vector<std::string>{expected}) << "message " << messageId;
     }
-    EXPECT_TRUE(m_client.log.empty()) << "sub-client messages are not the client's own";
+    EXPECT_TRUE(m_client->log.empty()) << "sub-client messages are not the client's own";
 }
 
 TEST_F(SubClientTest, ObserversAreNotifiedOnceEachInOrderUntilRemoved) {
@@ -109,7 +94,7 @@ TEST_F(SubClientTest, ObserversAreNotifiedOnceEachInOrderUntilRemoved) {
     EXPECT_EQ(m_log, (std::vector<std::string>{"first wrtl 2302 2302 ", "second wrtl 2302 2302 "}));
 
     m_log.clear();
-    m_client.GetWrtlClient().Observers().RemoveObserver(&first);
+    m_client->GetWrtlClient().Observers().RemoveObserver(&first);
     Tell(2302);
     Tell(2062);
     EXPECT_EQ(m_log, (std::vector<std::string>{"second wrtl 2302 2302 ", "first display 2062 2062 ",

@@ -20,17 +20,12 @@ using Orvane::Platform::ScopedOverride;
 constexpr LumoTransportOptions kAutoRegister{1, 0, {}};
 constexpr LumoTransportOptions kManualRegister{0, 0, {}};
 
-class CoreTest : public ::testing::Test {
+class CoreTest : public ServiceDesktopTest {
   protected:
     // Started, the service announced, and (with auto-registration) registered.
     void Connect(LumoTransportOptions options = kAutoRegister) {
         ASSERT_EQ(m_core.Start(0, options), LUMO_SUCCESS);
         m_service.Announce();
-    }
-    WindowHandle ClientWindow() const { return m_desktop.CreatedWindows().at(0); }
-    std::intptr_t Tell(std::uint32_t messageId, std::uint32_t argument1 = 0,
-                       std::uint32_t argument2 = 0, const std::vector<std::uint8_t>& payload = {}) {
-        return m_service.Tell(ClientWindow(), messageId, argument1, argument2, payload);
     }
     // A handler that notes its name and what it got.
     LumoMessageHandler Note(const std::string& name) {
@@ -45,9 +40,6 @@ class CoreTest : public ::testing::Test {
     }
 
     std::vector<std::string> m_log;
-    FakeMessageWindow m_desktop;
-    ScopedOverride<MessageWindowService> m_installed{m_desktop};
-    ServicePeer m_service{m_desktop};
     Core m_core;
 };
 

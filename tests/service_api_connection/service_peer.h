@@ -4,7 +4,10 @@
 // framing code.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include "platform/local_time.h"
+#include "platform/service.h"
 #include "platform/testing/fake_message_window.h"
 #include "service_api/core/registration.h"
 
@@ -97,6 +100,21 @@ class ServicePeer {
   private:
     FakeMessageWindow& m_desktop;
     WindowHandle m_window;
+};
+
+// A test on the fake desktop, installed for the test's life, with the service's window on
+// it; the client's window is the first one created.
+class ServiceDesktopTest : public ::testing::Test {
+  protected:
+    WindowHandle ClientWindow() const { return m_desktop.CreatedWindows().at(0); }
+    std::intptr_t Tell(std::uint32_t messageId, std::uint32_t argument1 = 0,
+                       std::uint32_t argument2 = 0, const std::vector<std::uint8_t>& payload = {}) {
+        return m_service.Tell(ClientWindow(), messageId, argument1, argument2, payload);
+    }
+
+    FakeMessageWindow m_desktop;
+    Orvane::Platform::ScopedOverride<Orvane::Platform::MessageWindowService> m_installed{m_desktop};
+    ServicePeer m_service{m_desktop};
 };
 
 }  // namespace Quorvel::Lumo::Api::testing

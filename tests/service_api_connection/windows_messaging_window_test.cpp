@@ -42,7 +42,7 @@ class RecordingListener final : public Listener {
 constexpr LumoTransportOptions kAutoRegister{1, 0xA1B2C3D4, {1, 2, 3, 4, 5, 6, 7, 8}};
 constexpr LumoTransportOptions kManualRegister{0, 7, {}};
 
-class WindowsMessagingWindowTest : public ::testing::Test {
+class WindowsMessagingWindowTest : public ServiceDesktopTest {
   protected:
     void Open(LumoTransportOptions options, std::uint32_t alternate = 0) {
         m_window = std::make_unique<WindowsMessagingWindow>(m_listener, options, alternate);
@@ -61,8 +61,6 @@ class WindowsMessagingWindowTest : public ::testing::Test {
         return joined.str();
     }
 
-    FakeMessageWindow m_desktop;
-    ScopedOverride<MessageWindowService> m_installed{m_desktop};
     std::vector<std::string> m_log;
     RecordingListener m_listener{m_log};
     std::unique_ptr<WindowsMessagingWindow> m_window;
@@ -192,12 +190,11 @@ TEST_F(WindowsMessagingWindowTest, CreatesTheNamedWindowAndTriesItsFilterSixTime
 }
 
 TEST_F(WindowsMessagingWindowTest, RegistrationMessageIsByteExact) {
-    ServicePeer service(m_desktop);
     Open(kAutoRegister);
     const Orvane::Platform::LocalTime before = Orvane::Platform::CurrentLocalTime();
-    service.Announce();
-    ASSERT_EQ(service.Received().size(), 1u);
-    const std::vector<std::uint8_t>& sent = service.Received()[0];
+    m_service.Announce();
+    ASSERT_EQ(m_service.Received().size(), 1u);
+    const std::vector<std::uint8_t>& sent = m_service.Received()[0];
     // Only the low half of the window handle travels.
     ASSERT_NE(m_window->Handle() >> 32, 0u) << "the fake's handles must be wider than 32 bits";
     std::vector<std::uint8_t> header;
@@ -219,7 +216,6 @@ TEST_F(WindowsMessagingWindowTest, RegistrationMessageIsByteExact) {
 }
 
 TEST_F(WindowsMessagingWindowTest, ClaimsOnlyItsOwnMessageAndItsTimerWhichRunsWhileAServerIsKnown) {
-    ServicePeer service(m_desktop);
     Open(kManualRegister);
     const WindowHandle handle = m_window->Handle();
     EXPECT_TRUE(m_desktop.Timers(handle).empty());
@@ -227,11 +223,11 @@ TEST_F(WindowsMessagingWindowTest, ClaimsOnlyItsOwnMessageAndItsTimerWhichRunsWh
     const std::uint32_t stranger = m_desktop.RegisterMessage(L"SOMEONE_ELSES_MESSAGE");
     EXPECT_FALSE(m_desktop.SendRegisteredMessage(handle, stranger, 0, 1));
     EXPECT_TRUE(m_desktop.SendRegisteredMessage(handle, announcement, 0,
-                                                static_cast<std::intptr_t>(service.Window())));
+                                                static_cast<std::intptr_t>(m_service.Window())));
     EXPECT_EQ(m_desktop.Timers(handle), (std::map<std::uintptr_t, std::uint32_t>{{1280, 500}}));
     EXPECT_FALSE(m_desktop.FireTimer(handle, 1281));
     EXPECT_TRUE(m_desktop.FireTimer(handle, 1280));
-    service.Vanish();
+    m_service.Vanish();
     m_desktop.TickTimers();
     EXPECT_TRUE(m_desktop.Timers(handle).empty());
     EXPECT_EQ(m_window->ServerWindow(), 0u);
@@ -249,41 +245,39 @@ TEST_F(WindowsMessagingWindowTest, BlocksShorterThanAChunkHeaderAreIgnored) {
 }
 
 TEST_F(WindowsMessagingWindowTest, SendFramesThePayloadAndReportsTheTransport) {
-    ServicePeer service(m_desktop);
     Open(kManualRegister);
     const std::uint8_t payload[] = {0xDE, 0xAD, 0xBE};
     EXPECT_EQ(m_window->Send(2005, payload, 3, 11, 22), LUMO_INVALID_HANDLE);
-    service.Announce();
+    m_service.Announce();
     EXPECT_EQ(m_window->Send(2005, payload, 3, 11, 22), LUMO_SUCCESS);
-    ASSERT_EQ(service.Received().size(), 1u);
-    EXPECT_EQ(U32At(service.Received()[0], 4), 11u);
-    EXPECT_EQ(service.Received()[0].size(), 63u);
+    ASSERT_EQ(m_service.Received().size(), 1u);
+    EXPECT_EQ(U32At(m_service.Received()[0], 4), 11u);
+    EXPECT_EQ(m_service.Received()[0].size(), 63u);
     // A message says its size in 32 bits: one too large for that is refused, not cut.
     EXPECT_EQ(m_window->Send(2005, payload, UINT32_MAX - 59, 0, 0), LUMO_BAD_PARAMETER);
-    EXPECT_EQ(service.Received().size(), 1u);
-    service.Refuse();
+    EXPECT_EQ(m_service.Received().size(), 1u);
+    m_service.Refuse();
     EXPECT_EQ(m_window->Send(2005, nullptr, 0, 0, 0), LUMO_EXECUTION_FAILED);
 }
 
 TEST_F(WindowsMessagingWindowTest, SendRawConcatenatesWithoutHeader) {
-    ServicePeer service(m_desktop);
     Open(kManualRegister);
     const std::uint8_t a[] = {1, 2}, b[] = {3}, c[] = {4, 5, 6};
-    const WindowHandle to = service.Window();
+    const WindowHandle to = m_service.Window();
     EXPECT_EQ(m_window->SendRaw(0, a, 2, b, 1, c, 3), LUMO_INVALID_HANDLE);
     EXPECT_EQ(m_window->SendRaw(to, nullptr, 2, b, 1, c, 3), LUMO_BAD_PARAMETER);
     EXPECT_EQ(m_window->SendRaw(to, a, 0, b, 1, c, 3), LUMO_BAD_PARAMETER);
     EXPECT_EQ(m_window->SendRaw(to, a, 0xFFFFFFFF, b, 1, nullptr, 0), LUMO_BAD_PARAMETER);
-    EXPECT_TRUE(service.Received().empty());
+    EXPECT_TRUE(m_service.Received().empty());
     EXPECT_EQ(m_window->SendRaw(to, a, 2, b, 1, c, 3), LUMO_SUCCESS);
-    EXPECT_EQ(service.Received().back(), (std::vector<std::uint8_t>{1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(m_service.Received().back(), (std::vector<std::uint8_t>{1, 2, 3, 4, 5, 6}));
     EXPECT_EQ(m_window->SendRaw(to, a, 2, b, 1, nullptr, 0), LUMO_SUCCESS);
-    EXPECT_EQ(service.Received().back(), (std::vector<std::uint8_t>{1, 2, 3}));
+    EXPECT_EQ(m_service.Received().back(), (std::vector<std::uint8_t>{1, 2, 3}));
     // Without a second part the third is skipped too, but the block keeps the summed size.
     EXPECT_EQ(m_window->SendRaw(to, a, 2, nullptr, 1, c, 3), LUMO_SUCCESS);
-    ASSERT_EQ(service.Received().back().size(), 6u);
-    EXPECT_EQ(service.Received().back()[1], 2);
-    service.Refuse();
+    ASSERT_EQ(m_service.Received().back().size(), 6u);
+    EXPECT_EQ(m_service.Received().back()[1], 2);
+    m_service.Refuse();
     EXPECT_EQ(m_window->SendRaw(to, a, 2, nullptr, 0, nullptr, 0), LUMO_EXECUTION_FAILED);
 }
 
