@@ -79,117 +79,84 @@ TEST_F(Announcer, SetStateRebuildsOnlyOnAChangeButAlwaysSends) {
     EXPECT_EQ(announcement.Info().state, 7);
 }
 
-TEST_F(Announcer, LoopbackRetriesOnceOnANewSocket) {
+// One announcement or re-announcement with scripted failures: its result, the datagrams
+// that went out (by their send interface, "" where none was set), the texts on the debugger
+// output and whether a socket is left. Loopback retries once on a new socket; multicast sends
+// once per interface.
+TEST_F(Announcer, SendsRetriesAndFailures) {
     struct Case {
         const char* title;
+        bool loopback;
+        bool reannounce;  // after a first announcement that went out
+        Texts hostAddresses;
         std::vector<std::pair<const char*, int>> failures;
         std::uint32_t result;
-        std::size_t datagrams;
+        Texts sendInterfaces;
         WideTexts texts;
-        bool openAfterwards;
+        bool open;
     } const cases[] = {
         // clang-format off
-        {"send fails, retry succeeds", {{"SendTo", 10054}}, 0, 1, {}, true},
-        {"unreachable is no exception here", {{"SendTo", 10051}}, 0, 1, {}, true},
-        {"retry fails too", {{"SendTo", 10054}, {"SendTo", 10055}}, 0x10019, 0, {L"m_socket.SendTo failed.\n"}, true},
-        {"no new socket", {{"SendTo", 10054}, {"Open", 10024}}, 0x10052, 0, {L"m_socket.OpenSocket failed.\n"}, false},
-        {"new socket stays blocking", {{"SendTo", 10054}, {"SetNonBlockingMode", 0}, {"SetNonBlockingMode", 10038}}, 0x10046, 0, {L"m_socket.SetNonBlocking failed.\n"}, false},
+        {"send fails, retry succeeds", true, true, {}, {{"SendTo", 10054}}, 0, {""}, {}, true},
+        {"unreachable is no exception here", true, true, {}, {{"SendTo", 10051}}, 0, {""}, {}, true},
+        {"retry fails too", true, true, {}, {{"SendTo", 10054}, {"SendTo", 10055}}, 0x10019, {}, {L"m_socket.SendTo failed.\n"}, true},
+        {"no new socket", true, true, {}, {{"SendTo", 10054}, {"Open", 10024}}, 0x10052, {}, {L"m_socket.OpenSocket failed.\n"}, false},
+        {"new socket stays blocking", true, true, {}, {{"SendTo", 10054}, {"SetNonBlockingMode", 0}, {"SetNonBlockingMode", 10038}}, 0x10046, {}, {L"m_socket.SetNonBlocking failed.\n"}, false},
+        {"no socket", true, false, {}, {{"Open", 10055}}, 0x10052, {}, {}, false},
+        {"blocking socket", true, false, {}, {{"SetNonBlockingMode", 10055}}, 0x10052, {}, {}, false},
+        {"announce's own switch", true, false, {}, {{"SetNonBlockingMode", 0}, {"SetNonBlockingMode", 10055}}, 0x10046, {}, {}, false},
+        {"no interfaces known", false, false, {}, {{"HostByName", 11001}}, 0x10048, {}, {}, false},
+        {"every interface", false, false, {"10.0.0.1", "10.0.0.2"}, {}, 0, {"10.0.0.1", "10.0.0.2"}, {}, true},
+        {"loopback is never an interface", false, false, {"127.0.0.1"}, {}, 0x10015, {}, {}, true},
+        {"first unreachable", false, false, {"10.0.0.1", "10.0.0.2"}, {{"SendTo", 10051}}, 0, {"10.0.0.2"}, {}, true},
+        {"all unreachable", false, false, {"10.0.0.1", "10.0.0.2"}, {{"SendTo", 10051}, {"SendTo", 10051}}, 0x10015, {}, {}, true},
+        {"the only interface succeeds on the retry", false, false, {"10.0.0.1"}, {{"SendTo", 10054}}, 0x10015, {""}, {}, true},
+        {"a retry does not hide an earlier success", false, false, {"10.0.0.1", "10.0.0.2"}, {{"SendTo", 0}, {"SendTo", 10054}}, 0, {"10.0.0.1", ""}, {}, true},
+        {"send interface refused on the first of three", false, false, {"10.0.0.1", "10.0.0.2", "10.0.0.3"}, {{"SetMulticastInterface", 10022}}, 0x10004, {}, {L"m_socket.SetMulticastSendInterface failed.\n"}, true},
+        {"a hard failure ends the send", false, false, {"10.0.0.1", "10.0.0.2"}, {{"SendTo", 10054}, {"SendTo", 10065}}, 0x10022, {}, {L"m_socket.SendTo failed.\n"}, true},
+        {"no new socket for the retry", false, false, {"10.0.0.1", "10.0.0.2"}, {{"Open", 0}, {"SendTo", 10054}, {"Open", 10024}}, 0x10052, {}, {L"m_socket.OpenSocket failed.\n"}, false},
         // clang-format on
     };
     for (const auto& c : cases) {
-        FakeSocketSystem fresh;
-        ScopedOverride<SocketSystem> use(fresh);
-        FakeDebugOutput texts;
-        ScopedOverride<DebugOutput> useTexts(texts);
-        DdsAnnouncement announcement(true, false);
-        ASSERT_EQ(announcement.Announce(ExampleInstrument()), 0u) << c.title;
-        const auto firstSocket = announcement.Socket().GetSocket();
-        for (const auto& [name, error] : c.failures) {
-            fresh.FailNext(name, error);
-        }
-        EXPECT_EQ(announcement.Reannounce(), c.result) << c.title;
-        EXPECT_EQ(fresh.sent.size(), c.datagrams) << c.title;
-        EXPECT_EQ(texts.WideTexts(), c.texts) << c.title;
-        EXPECT_TRUE(texts.NarrowTexts().empty()) << c.title;
-        EXPECT_FALSE(fresh.IsOpen(firstSocket)) << c.title;
-        EXPECT_EQ(announcement.Socket().GetSocket() != Orvane::Network::kNoSocket, c.openAfterwards)
-            << c.title;
-    }
-}
-
-TEST_F(Announcer, AnnounceReportsASocketThatCannotBeOpened) {
-    struct Case {
-        const char* failing;
-        std::vector<int> errors;  // of its calls in turn, 0 for a success
-        std::uint32_t result;
-    } const cases[] = {
-        {"Open", {10055}, 0x10052},
-        {"SetNonBlockingMode", {10055}, 0x10052},     // inside OpenSocket
-        {"SetNonBlockingMode", {0, 10055}, 0x10046},  // Announce's own second switch
-        {"HostByName", {11001}, 0x10048},             // multicast only
-    };
-    for (const auto& c : cases) {
-        FakeSocketSystem fresh;
-        ScopedOverride<SocketSystem> use(fresh);
-        const bool multicast = std::string(c.failing) == "HostByName";
-        fresh.hostLookupError = multicast ? c.errors[0] : 0;
-        DdsAnnouncement announcement(!multicast, true);
-        for (int error : multicast ? std::vector<int>{} : c.errors) {
-            fresh.FailNext(c.failing, error);
-        }
-        EXPECT_EQ(announcement.Announce(ExampleInstrument()), c.result) << c.failing;
-        EXPECT_EQ(announcement.SendLength(), 0u) << c.failing;  // nothing built
-        EXPECT_EQ(announcement.Socket().GetSocket(), Orvane::Network::kNoSocket) << c.failing;
-        EXPECT_TRUE(fresh.sent.empty()) << c.failing;
-        EXPECT_EQ(announcement.Withdraw(), 2u) << c.failing;
-    }
-}
-
-struct MulticastCase {
-    const char* title;
-    Texts hostAddresses;
-    std::vector<std::pair<const char*, int>> failures;
-    std::uint32_t result;
-    Texts sendInterfaces;  // of the datagrams sent, in order ("" = not set on that socket)
-    WideTexts texts;
-};
-
-TEST_F(Announcer, MulticastSendsOncePerInterface) {
-    const MulticastCase cases[] = {
-        // clang-format off
-        {"every interface", {"10.0.0.1", "10.0.0.2"}, {}, 0, {"10.0.0.1", "10.0.0.2"}, {}},
-        {"loopback is never an interface", {"127.0.0.1"}, {}, 0x10015, {}, {}},
-        {"first unreachable", {"10.0.0.1", "10.0.0.2"}, {{"SendTo", 10051}}, 0, {"10.0.0.2"}, {}},
-        {"all unreachable", {"10.0.0.1", "10.0.0.2"}, {{"SendTo", 10051}, {"SendTo", 10051}}, 0x10015, {}, {}},
-        {"the only interface succeeds on the retry", {"10.0.0.1"}, {{"SendTo", 10054}}, 0x10015, {""}, {}},
-        {"a retry does not hide an earlier success", {"10.0.0.1", "10.0.0.2"}, {{"SendTo", 0}, {"SendTo", 10054}}, 0, {"10.0.0.1", ""}, {}},
-        {"send interface refused on the first of three", {"10.0.0.1", "10.0.0.2", "10.0.0.3"}, {{"SetMulticastInterface", 10022}}, 0x10004, {}, {L"m_socket.SetMulticastSendInterface failed.\n"}},
-        {"a hard failure ends the send", {"10.0.0.1", "10.0.0.2"}, {{"SendTo", 10054}, {"SendTo", 10065}}, 0x10022, {}, {L"m_socket.SendTo failed.\n"}},
-        {"no new socket for the retry", {"10.0.0.1", "10.0.0.2"}, {{"Open", 0}, {"SendTo", 10054}, {"Open", 10024}}, 0x10052, {}, {L"m_socket.OpenSocket failed.\n"}},
-        // clang-format on
-    };
-    for (const auto& c : cases) {
+        SCOPED_TRACE(c.title);
         FakeSocketSystem fresh;
         ScopedOverride<SocketSystem> use(fresh);
         FakeDebugOutput texts;
         ScopedOverride<DebugOutput> useTexts(texts);
         fresh.hostAddresses = c.hostAddresses;
-        DdsAnnouncement announcement(false, true);
-        for (const auto& [name, error] : c.failures) {
-            fresh.FailNext(name, error);
+        DdsAnnouncement announcement(c.loopback, !c.reannounce);
+        if (c.reannounce) {
+            ASSERT_EQ(announcement.Announce(ExampleInstrument()), 0u);
+            fresh.sent.clear();
         }
-        EXPECT_EQ(announcement.Announce(ExampleInstrument()), c.result) << c.title;
+        const auto firstSocket = announcement.Socket().GetSocket();
+        for (const auto& [name, error] : c.failures) {
+            if (std::string(name) == "HostByName") {
+                fresh.hostLookupError = error;
+            } else {
+                fresh.FailNext(name, error);
+            }
+        }
+        EXPECT_EQ(
+            c.reannounce ? announcement.Reannounce() : announcement.Announce(ExampleInstrument()),
+            c.result);
         Texts interfaces;
         for (const auto& datagram : fresh.sent) {
             interfaces.push_back(datagram.sendInterface);
-            EXPECT_EQ(datagram.destination, "224.192.168.224") << c.title;
-            EXPECT_EQ(datagram.port, 50999) << c.title;
-            EXPECT_EQ(datagram.bytes, ExampleDatagram(0x1391, SequenceOf(datagram.bytes.data())))
-                << c.title;
+            EXPECT_EQ(datagram.destination, c.loopback ? "127.0.0.1" : "224.192.168.224");
+            EXPECT_EQ(datagram.port, 50999);
+            EXPECT_EQ(datagram.bytes, ExampleDatagram(0x1391, SequenceOf(datagram.bytes.data())));
         }
-        EXPECT_EQ(interfaces, c.sendInterfaces) << c.title;
-        EXPECT_EQ(texts.WideTexts(), c.texts) << c.title;
-        EXPECT_TRUE(texts.NarrowTexts().empty()) << c.title;
+        EXPECT_EQ(interfaces, c.sendInterfaces);
+        EXPECT_EQ(texts.WideTexts(), c.texts);
+        EXPECT_TRUE(texts.NarrowTexts().empty());
+        EXPECT_EQ(announcement.Socket().GetSocket() != Orvane::Network::kNoSocket, c.open);
+        if (c.reannounce) {
+            EXPECT_FALSE(fresh.IsOpen(firstSocket));
+        } else if (!c.open && c.texts.empty()) {
+            // Failed silently before anything was built: nothing to withdraw.
+            EXPECT_EQ(announcement.SendLength(), 0u);
+            EXPECT_EQ(announcement.Withdraw(), 2u);
+        }
     }
 }
 

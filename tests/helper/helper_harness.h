@@ -26,6 +26,8 @@
 namespace HelperTesting {
 
 namespace Fakes = Orvane::Platform::Testing;
+constexpr std::uint16_t kAnnounce = 5009;
+constexpr std::uint16_t kWithdraw = 5010;
 using Orvane::Platform::ScopedOverride;
 using Call = Fakes::FakeIpcLibrary::Call;
 
@@ -72,6 +74,16 @@ struct HelperHarness {
             codes.push_back(message.code);
         }
         return codes;
+    }
+
+    // The message type of every datagram sent, in order.
+    std::vector<std::uint16_t> DatagramTypes() const {
+        std::vector<std::uint16_t> types;
+        for (const auto& datagram : sockets.sent) {
+            types.push_back(
+                static_cast<std::uint16_t>(datagram.bytes.at(4) | datagram.bytes.at(5) << 8));
+        }
+        return types;
     }
 
     std::size_t CallCount(Call call) const {

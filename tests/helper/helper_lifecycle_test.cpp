@@ -2,12 +2,14 @@
 #include <chrono>
 #include <future>
 #include <sstream>
+#include <stdexcept>
 #include <thread>
 
 #include "diagnostics/k_logger_adapter.h"
 #include "helper/command_line.h"
 #include "platform/console_control.h"
 #include "tests/helper/helper_harness.h"
+#include "tests/identification/instrument_record.h"
 
 namespace HelperTesting {
 namespace {
@@ -94,6 +96,15 @@ TEST(HelperExecute, RunsTheLoopBetweenInitializeAndDeInitializeOrStopsAfterAFail
     failed.helper->Execute(false);
     EXPECT_EQ(failed.wait.WaitCount(), 0u) << "no plug-in: no loop";
     EXPECT_NE(failed.helper->OwnChannel(), 0u) << "left for the destructor";
+
+    // An exception that ends the run still withdraws an announced arm.
+    HelperHarness thrown;
+    thrown.PluginPresent();
+    const Record arm;
+    thrown.BeforeWait(0, [&] { thrown.helper->OnInstrumentData(arm.data()); });
+    thrown.BeforeWait(1, [] { throw std::runtime_error("callback failed"); });
+    thrown.helper->Execute(false);
+    EXPECT_EQ(thrown.DatagramTypes().back(), kWithdraw);
 }
 
 TEST(HelperConsoleControl, SessionEndingEventsTellThePlugInOthersPassOn) {

@@ -1,6 +1,7 @@
 
 #include "platform/message_wait.h"
 #include "tests/helper/helper_harness.h"
+#include "tests/identification/instrument_record.h"
 
 namespace HelperTesting {
 namespace {
@@ -81,6 +82,7 @@ TEST(HelperRun, OnlyMessagesWhoseFirstFourBytesMake1002EndTheLoop) {
     }
 }
 
+// An arm announced before the failure is withdrawn on the way out.
 TEST(HelperRun, FailuresEndWithMinusOneAndAreReportedWhenThereIsSomeoneToTell) {
     const std::string waitText = "General failure with WaitForMultipleObjects ().";
     const std::string readText = "Failed to read own IPC channel.";
@@ -111,8 +113,11 @@ TEST(HelperRun, FailuresEndWithMinusOneAndAreReportedWhenThereIsSomeoneToTell) {
             h.ipc.SetNextHandle(0x7FFFFFFF);  // own channel; the plug-in's becomes 0x80000000
         }
         h.InitializeWithPlugin();
+        const Record arm;
+        h.BeforeWait(0, [&] { h.helper->OnInstrumentData(arm.data()); });
         c.arrange(h);
         EXPECT_EQ(h.Run(), -1);
+        EXPECT_EQ(h.DatagramTypes().back(), kWithdraw);
         std::vector<std::uint32_t> codes(c.beats, PluginMsgHeartbeat);
         if (!c.report.empty()) {
             codes.push_back(1100);
