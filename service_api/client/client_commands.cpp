@@ -57,8 +57,10 @@ XeLUMOResult Client::SendRequest2007(std::uint32_t value, std::u16string_view te
     std::array<std::uint8_t, kRecord2007Size> record{};
     RecordWriter writer(record);
     writer.U32(0, value);
-    // A longer text is cut; the unit after the kept ones stays the terminating zero.
-    const std::size_t units = std::min(text.size(), kRecord2007TextUnits);
+    // The text ends at its first zero unit, and a longer one is cut: every byte after the
+    // kept units stays zero, as after a short text.
+    const std::size_t units =
+        std::min({text.size(), text.find(u'\0'), kRecord2007TextUnits});
     for (std::size_t i = 0; i < units; ++i) {
         writer.U16(4 + 2 * i, text[i]);
     }

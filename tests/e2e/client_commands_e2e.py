@@ -15,6 +15,7 @@ FORMS = [
     ("request 2004 1 2 3 4 0x5", {"a": 1, "b": 2, "c": 3, "d": 4, "e": 5}),
     ("request 2005 -2", {"value": -2}),
     ("request 2007 5 Grüße, arm", {"value": 5, "text": "Grüße, arm", "textUnits": 10}),
+    ("request 2007 5 ab\0cd", {"value": 5, "text": "ab", "textUnits": 2}),  # zeros after "ab"
     ("request 2009 9", {"value": 9}),
     ("request 2011 0x0102030405060708", {"value": 0x0102030405060708}),
     ("request 2016 1 2 3 hex:deadbeef", {"a": 1, "b": 2, "c": 3, "dataSize": 4, "data": "deadbeef"}),
