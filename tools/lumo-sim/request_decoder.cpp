@@ -129,30 +129,44 @@ Error Forms2220(WireReader& in, std::uint32_t chunkValue, JsonLine& fields) {
     return std::nullopt;
 }
 
-// Archive-encoded requests: every byte must be read, and no read may run past the end.
-Layout Encoded(std::function<void(WireReader&, JsonLine&)> read) {
+// Archive-encoded requests: every byte must be read, no read may run past the end, and a
+// field the client always sends as zero must be zero (the reader's own verdict).
+Layout Judged(std::function<Error(WireReader&, JsonLine&)> read) {
     return [read](WireReader& in, std::uint32_t, JsonLine& fields) -> Error {
-        read(in, fields);
+        const Error constant = read(in, fields);
         if (in.Failed()) {
             return Fail("the encoded fields run past the payload");
         }
         if (!in.Complete()) {
             return Fail(std::to_string(in.Left()) + " bytes after the encoded fields");
         }
-        return std::nullopt;
+        return constant;
     };
 }
 
-void ReadAccess(WireReader& in, JsonLine& fields) {
+// An encoded request without constant fields.
+Layout Encoded(std::function<void(WireReader&, JsonLine&)> read) {
+    return Judged([read](WireReader& in, JsonLine& fields) -> Error {
+        read(in, fields);
+        return std::nullopt;
+    });
+}
+
+Error Zero(std::uint64_t value, const char* field) {
+    return value == 0 ? std::nullopt : Fail(std::string(field) + " is not 0");
+}
+
+Error ReadAccess(WireReader& in, JsonLine& fields) {
     const std::uint32_t leading = in.U32();
     const std::string digest = in.Narrow();
     fields.Add("leading", leading).Add("digest", digest).Add("time", in.S64());
     const bool hex =
         digest.size() == 64 && digest.find_first_not_of("0123456789abcdef") == std::string::npos;
     fields.Add("digestWellFormed", hex && leading == 0);
+    return Zero(leading, "1022's leading field");
 }
 
-void ReadScript(WireReader& in, JsonLine& fields) {
+Error ReadScript(WireReader& in, JsonLine& fields) {
     fields.Add("scriptId", in.U32());
     const std::uint32_t count = in.U32();
     JsonLine arguments;
@@ -160,7 +174,9 @@ void ReadScript(WireReader& in, JsonLine& fields) {
         const std::string name = Utf16ToUtf8(in.Wide());
         arguments.Add(name, Utf16ToUtf8(in.Wide()));
     }
-    fields.Add("arguments", arguments).Add("last", in.Unsigned(1));
+    const std::uint64_t last = in.Unsigned(1);
+    fields.Add("arguments", arguments).Add("last", last);
+    return Zero(last, "2227's byte after the arguments");
 }
 
 void ReadTextList(WireReader& in, JsonLine& fields) {
@@ -205,17 +221,22 @@ const std::map<std::uint32_t, Layout>& Layouts() {
         {2212, Encoded([](WireReader& in, JsonLine& f) {
              f.Add("id", in.U32()).Add("text", in.Narrow());
          })},
-        {2214, Encoded([](WireReader& in, JsonLine& f) {
-             f.Add("flag", in.Unsigned(1)).Add("value", in.U32()).Add("number", in.Double());
+        {2214, Judged([](WireReader& in, JsonLine& f) -> Error {
+             const std::uint64_t flag = in.Unsigned(1);
+             f.Add("flag", flag).Add("value", in.U32()).Add("number", in.Double());
+             return Zero(flag, "2214's leading flag");
          })},
-        {1022, Encoded(ReadAccess)},
+        {1022, Judged(ReadAccess)},
         {2065, Encoded([](WireReader& in, JsonLine& f) {
              f.Add("displayText", Utf16ToUtf8(in.Wide())).Add("text", Utf16ToUtf8(in.Wide()));
          })},
         {2066, Encoded(ReadTextList)},
-        {2227, Encoded(ReadScript)},
-        {2301, Encoded([](WireReader& in, JsonLine& f) {
-             f.Add("a", in.U32()).Add("b", in.U32()).Add("third", in.U32());
+        {2227, Judged(ReadScript)},
+        {2301, Judged([](WireReader& in, JsonLine& f) -> Error {
+             f.Add("a", in.U32()).Add("b", in.U32());
+             const std::uint32_t third = in.U32();
+             f.Add("third", third);
+             return Zero(third, "2301's third field");
          })},
     };
     return layouts;
