@@ -80,7 +80,7 @@ class Client : public IInternalErrorHandler {
                                  std::uint32_t e);
     XeLUMOResult SendRequest2005(std::int32_t value);  // value in the chunk
     // 520-byte record: the value, then the text cut to 256 UTF-16 units and terminated.
-    XeLUMOResult SendRequest2007(std::uint32_t value, std::u16string_view text);
+    XeLUMOResult SendRequest2007(std::uint32_t value, const std::wstring& text);
     XeLUMOResult SendRequest2008();
     XeLUMOResult SendRequest2009(std::int32_t value);  // value in the chunk
     XeLUMOResult SendRequest2010();

@@ -53,16 +53,16 @@ XeLUMOResult Client::SendRequest2005(std::int32_t value) {
     return SendWithoutPayload(*m_core, 2005, Bits(value));
 }
 
-XeLUMOResult Client::SendRequest2007(std::uint32_t value, std::u16string_view text) {
+XeLUMOResult Client::SendRequest2007(std::uint32_t value, const std::wstring& text) {
     std::array<std::uint8_t, kRecord2007Size> record{};
     RecordWriter writer(record);
     writer.U32(0, value);
     // The text ends at its first zero unit, and a longer one is cut: every byte after the
     // kept units stays zero, as after a short text.
-    const std::size_t units =
-        std::min({text.size(), text.find(u'\0'), kRecord2007TextUnits});
-    for (std::size_t i = 0; i < units; ++i) {
-        writer.U16(4 + 2 * i, text[i]);
+    const std::u16string units = detail::ToUtf16(text);
+    const std::size_t kept = std::min({units.size(), units.find(u'\0'), kRecord2007TextUnits});
+    for (std::size_t i = 0; i < kept; ++i) {
+        writer.U16(4 + 2 * i, units[i]);
     }
     return SendRecord(*m_core, 2007, record);
 }

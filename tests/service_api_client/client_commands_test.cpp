@@ -65,7 +65,7 @@ struct CommandForm {
 std::vector<CommandForm> EveryCommandForm() {
     const std::uint8_t data[] = {0xDE, 0xAD, 0xBE};
     const std::uint8_t two[2] = {0x12, 0x34};
-    const std::u16string longText(300, u'x');
+    const std::wstring longText(300, L'x');
     // clang-format off
 #define LUMO_BARE(id) {#id, [](Client& c) { return c.SendRequest##id(); }, id, 0, {}},
 #define LUMO_SUB_BARE(sub, id) {#id, [](Client& c) { return c.sub().SendRequest##id(); }, id, 0, {}},
@@ -81,9 +81,9 @@ std::vector<CommandForm> EveryCommandForm() {
         {"2002 two values", [](Client& c) { return c.SendRequest2002(7, 9); }, 2002, 0, Wire().U32(7).U32(1).U32(0).U32(0).U32(0).U32(9).Zeros(60).bytes},
         {"2004", [](Client& c) { return c.SendRequest2004(1, 2, 3, 4, 5); }, 2004, 0, Wire().U32(1).U32(2).U32(3).U32(4).U32(5).Zeros(260).bytes},
         {"2005", [](Client& c) { return c.SendRequest2005(-2); }, 2005, 0xFFFFFFFE, {}},
-        {"2007", [](Client& c) { return c.SendRequest2007(5, u"ab"); }, 2007, 0, Wire().U32(5).Units("ab").Zeros(512).bytes},
+        {"2007", [](Client& c) { return c.SendRequest2007(5, L"ab"); }, 2007, 0, Wire().U32(5).Units("ab").Zeros(512).bytes},
         {"2007 cut at 256 units", [longText](Client& c) { return c.SendRequest2007(5, longText); }, 2007, 0, Wire().U32(5).Units(std::string(256, 'x')).Zeros(4).bytes},
-        {"2007 ends at an embedded zero", [](Client& c) { return c.SendRequest2007(5, std::u16string_view(u"ab\0cd", 5)); }, 2007, 0, Wire().U32(5).Units("ab").Zeros(512).bytes},
+        {"2007 ends at an embedded zero", [](Client& c) { return c.SendRequest2007(5, std::wstring(L"ab\0cd", 5)); }, 2007, 0, Wire().U32(5).Units("ab").Zeros(512).bytes},
         {"2009", [](Client& c) { return c.SendRequest2009(9); }, 2009, 9, {}},
         {"2011", [](Client& c) { return c.SendRequest2011(0x0102030405060708); }, 2011, 0, Wire().U64(0x0102030405060708).Zeros(64).bytes},
         {"2016", [data](Client& c) { return c.SendRequest2016(1, 2, 3, data, 3); }, 2016, 0, Wire().U32(1).U32(2).U32(3).Zeros(36).U8(0xDE).U8(0xAD).U8(0xBE).bytes},

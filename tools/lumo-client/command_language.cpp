@@ -4,9 +4,11 @@
 #include <charconv>
 #include <cmath>
 #include <map>
+#include <optional>
 #include <memory>
 #include <utility>
 
+#include "service_api/core/archive.h"
 #include "tools/common/utf.h"
 #include "tools/common/words.h"
 
@@ -21,6 +23,12 @@ using LumoTools::SplitWords;
 using LumoTools::Words;
 
 using Send = std::function<XeLUMOResult(Client&)>;
+
+// The library's wide texts are std::wstring: UTF-16 on Windows, UTF-32 natively.
+std::optional<std::wstring> Utf8ToWide(std::string_view text) {
+    const auto units = LumoTools::Utf8ToUtf16(text);
+    return units ? std::optional(Api::detail::FromUtf16(*units)) : std::nullopt;
+}
 
 // What a request's arguments are read from: the words after the id, and the text after
 // `textAfter` of them (for the requests whose text runs to the end of the line).
@@ -70,22 +78,15 @@ class Arguments {
         return RestAfterWords(line_, index + 2);  // "request" and the id come first
     }
 
-    std::u16string WideText(std::size_t index) {
-        const auto units = LumoTools::Utf8ToUtf16(Text(index));
-        if (!units) {
-            Fail("the text is not valid UTF-8");
-            return {};
-        }
-        return *units;
-    }
+    std::wstring WideText(std::size_t index) { return WideString(Text(index)); }
 
     std::wstring WideString(std::string_view text) {
-        const auto units = LumoTools::Utf8ToUtf16(text);
-        if (!units) {
+        const auto wide = Utf8ToWide(text);
+        if (!wide) {
             Fail("the text is not valid UTF-8");
             return {};
         }
-        return std::wstring(units->begin(), units->end());
+        return *wide;
     }
 
     std::string_view Word(std::size_t index) const { return words_.at(index); }
@@ -289,9 +290,7 @@ const std::map<std::uint32_t, RequestParser>& Requests() {
         {2204,
          [](Arguments& a) -> Send {
              a.AtLeast(1, "ID TEXT");
-             const std::u16string text = a.WideText(1);
-             Api::sLUMORequest2204 r{a.Number<std::uint32_t>(0),
-                                     std::wstring(text.begin(), text.end())};
+             Api::sLUMORequest2204 r{a.Number<std::uint32_t>(0), a.WideText(1)};
              return [r](Client& c) { return c.SendRequest2204(r); };
          }},
         {2205, Parse2205},
@@ -333,10 +332,8 @@ const std::map<std::uint32_t, RequestParser>& Requests() {
         {2061, SubClient(&Client::GetDisplayClient, &Display::SendRequest2061)},
         {2065,
          [](Arguments& a) -> Send {
-             const std::u16string text = a.WideText(0);
-             return [t = std::wstring(text.begin(), text.end())](Client& c) {
-                 return c.GetDisplayClient().SendRequest2065(t);
-             };
+             return
+                 [t = a.WideText(0)](Client& c) { return c.GetDisplayClient().SendRequest2065(t); };
          }},
         {2066, Parse2066},
         {2067, SubClient(&Client::GetDisplayClient, &Display::SendRequest2067)},
@@ -390,11 +387,11 @@ std::optional<std::string> ParseLine(std::string_view line, ClientCommand& comma
     }
     if (words[0] == "display-text") {
         command.kind = ClientCommand::Kind::DisplayText;
-        const auto text = LumoTools::Utf8ToUtf16(RestAfterWords(line, 1));
+        const auto text = Utf8ToWide(RestAfterWords(line, 1));
         if (!text) {
             return "the text is not valid UTF-8";
         }
-        command.run = [t = std::wstring(text->begin(), text->end())](Client& c) {
+        command.run = [t = *text](Client& c) {
             if (t.empty()) {
                 c.GetDisplayClient().ClearDisplayText();
             } else {
