@@ -91,17 +91,6 @@ TEST_F(ClientTest, MeasurementsSplitOnTheReliableBit) {
     }
 }
 
-TEST_F(ClientTest, UnclaimedRepliesArriveRaw) {
-    Connect();
-    Tell(1004, 9999, 7, {});
-    EXPECT_EQ(LastEntry(), "1004 raw 9999 7 null 0");
-    Tell(1004, 9999, 0, {0xC0, 0xDE});
-    EXPECT_EQ(LastEntry(), "1004 raw 9999 0 c0de 2");
-    // A reply to a code the client handles goes to that code's callback.
-    Tell(1004, 2013, 3, {});
-    EXPECT_EQ(LastEntry(), "2013 result 3");
-}
-
 TEST_F(ClientTest, DataReplySplitsHeaderAndData) {
     Connect();
     std::vector<std::uint8_t> header(48);
