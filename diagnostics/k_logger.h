@@ -67,6 +67,8 @@ class KLogger {
     // Zero-filled by the allocator: pages the log has not reached yet stay untouched, so
     // they cost no memory until records arrive there.
     std::unique_ptr<FlowLogEntry[], ReleaseRing> ring_;
-    std::atomic<std::uint32_t> counter_{kEnabled};
+    // A line of its own: every record takes it, and the ring pointer beside it is read by
+    // every record too.
+    alignas(64) std::atomic<std::uint32_t> counter_{kEnabled};
     FlowLogReference reference_;
 };
