@@ -2,6 +2,8 @@
 // counter bump with the same clock read, and one thread-id system call.
 #include <benchmark/benchmark.h>
 
+#include <pthread.h>
+#include <sched.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 #include <atomic>
@@ -11,6 +13,16 @@
 #include "platform/clock.h"
 
 namespace {
+
+// What two threads pay for sharing a cache line depends on where they run (two cores, or two
+// threads of one core): each benchmark thread runs on the processor of its index, the same
+// in every benchmark here, so that the two-thread figures compare.
+void PinToProcessor(int index) {
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    CPU_SET(index % sysconf(_SC_NPROCESSORS_ONLN), &set);
+    pthread_setaffinity_np(pthread_self(), sizeof set, &set);
+}
 
 std::atomic<std::uint64_t> baselineCounter{0};
 std::int64_t baselineSink[64];
@@ -26,6 +38,7 @@ void RecordAtOwnPoint(const int& object) {
 void FlowRecord(benchmark::State& state) {
     int object = 0;
     const auto record = state.thread_index() == 0 ? RecordAtOwnPoint<0> : RecordAtOwnPoint<1>;
+    PinToProcessor(state.thread_index());
     for (auto _ : state) {
         record(object);
     }
@@ -36,6 +49,7 @@ BENCHMARK(FlowRecord)->Threads(1)->Threads(2)->UseRealTime();
 // Both threads in the same function: they also share the point's object and line.
 void FlowRecordSamePoint(benchmark::State& state) {
     int object = 0;
+    PinToProcessor(state.thread_index());
     for (auto _ : state) {
         RecordAtOwnPoint<0>(object);
     }
@@ -44,6 +58,7 @@ void FlowRecordSamePoint(benchmark::State& state) {
 BENCHMARK(FlowRecordSamePoint)->Threads(2)->UseRealTime();
 
 void AtomicAddAndClock(benchmark::State& state) {
+    PinToProcessor(state.thread_index());
     for (auto _ : state) {
         const std::uint64_t slot = baselineCounter.fetch_add(2, std::memory_order_relaxed);
         baselineSink[(slot >> 1) & 63] = Orvane::Platform::PerformanceCounter();
@@ -68,6 +83,7 @@ PackedEntry* const ring = new PackedEntry[kRingSize]();
 
 void SharedRingOfTheSameEntries(benchmark::State& state) {
     const PackedEntry entry{};
+    PinToProcessor(state.thread_index());
     for (auto _ : state) {
         const std::uint32_t slot = ringCounter.fetch_add(2, std::memory_order_relaxed) >> 1;
         PackedEntry& target = ring[slot & (kRingSize - 1)];
