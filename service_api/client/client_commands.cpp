@@ -6,7 +6,8 @@
 #include <algorithm>
 #include <array>
 #include <ctime>
-#include <vector>
+#include <memory>
+#include <span>
 
 namespace Quorvel::Lumo::Api {
 namespace {
@@ -102,8 +103,12 @@ XeLUMOResult Client::SendRequest2016(std::uint32_t a, std::uint32_t b, std::uint
     if (size > kLargestPayload - kRecord2016HeaderSize) {
         return LUMO_BAD_PARAMETER;
     }
-    // The data may be large: the record lives on the heap for this one send.
-    std::vector<std::uint8_t> record(kRecord2016HeaderSize + size, 0);
+    // The data may be large: the record lives on the heap for this one send, and only its
+    // header is cleared before it is written, since the data covers the rest.
+    const std::size_t recordSize = kRecord2016HeaderSize + size;
+    const auto storage = std::make_unique_for_overwrite<std::uint8_t[]>(recordSize);
+    const std::span<std::uint8_t> record(storage.get(), recordSize);
+    std::fill_n(record.begin(), kRecord2016HeaderSize, std::uint8_t{0});
     RecordWriter(record).U32(0, a).U32(4, b).U32(8, c).Bytes(kRecord2016HeaderSize, data, size);
     return SendRecord(*m_core, 2016, record);
 }

@@ -15,27 +15,23 @@ sLUMOChunk MakeChunk(std::uint32_t messageCode, std::uint32_t argument1, std::ui
     return chunk;
 }
 
-std::vector<std::uint8_t> Frame(const void* header, std::size_t headerSize, const void* payload,
-                                std::uint32_t payloadSize) {
-    std::vector<std::uint8_t> message(headerSize + payloadSize);
-    std::memcpy(message.data(), header, headerSize);
-    if (payload != nullptr && payloadSize != 0) {
-        std::memcpy(message.data() + headerSize, payload, payloadSize);
-    }
-    return message;
-}
-
 }  // namespace
 
-std::vector<std::uint8_t> BuildOutgoingMessage(std::uint32_t messageCode, const void* payload,
-                                               std::uint32_t payloadSize, std::uint32_t argument1,
-                                               std::uint32_t argument2,
-                                               std::uint32_t clientWindow) {
+void BuildOutgoingMessage(std::vector<std::uint8_t>& message, std::uint32_t messageCode,
+                          const void* payload, std::uint32_t payloadSize, std::uint32_t argument1,
+                          std::uint32_t argument2, std::uint32_t clientWindow) {
     LumoMessageHeader header{};
     header.chunk = MakeChunk(messageCode, argument1, argument2,
                              payloadSize + static_cast<std::uint32_t>(sizeof(LumoSenderBlock)));
     header.sender.clientWindow = clientWindow;
-    return Frame(&header, sizeof header, payload, payloadSize);
+    message.resize(sizeof header + payloadSize);
+    std::memcpy(message.data(), &header, sizeof header);
+    std::uint8_t* const body = message.data() + sizeof header;
+    if (payload != nullptr && payloadSize != 0) {
+        std::memcpy(body, payload, payloadSize);
+    } else if (payloadSize != 0) {
+        std::memset(body, 0, payloadSize);
+    }
 }
 
 }  // namespace Quorvel::Lumo::Api

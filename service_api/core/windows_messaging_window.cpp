@@ -184,10 +184,28 @@ XeLUMOResult WindowsMessagingWindow::Send(std::uint32_t messageCode, const void*
     if (payloadSize > kLargestPayload) {
         return LUMO_BAD_PARAMETER;
     }
+    // The outermost send frames its block in a buffer the window keeps, so that a large
+    // request costs no fresh memory each time; a send from inside that one's delivery (a
+    // handler of what the service answered) frames into a buffer of its own.
+    std::vector<std::uint8_t> nested;
+    std::vector<std::uint8_t>& message = m_sendBufferInUse ? nested : m_sendBuffer;
     // The service answers to the low half of our handle: window handles fit in 32 bits.
-    const std::vector<std::uint8_t> message =
-        BuildOutgoingMessage(messageCode, payload, payloadSize, argument1, argument2,
-                             static_cast<std::uint32_t>(m_window));
+    BuildOutgoingMessage(message, messageCode, payload, payloadSize, argument1, argument2,
+                         static_cast<std::uint32_t>(m_window));
+    if (&message == &nested) {
+        return Deliver(m_serverWindow, message.data(), static_cast<std::uint32_t>(message.size()));
+    }
+    // Given back also when what the delivery let in threw, and not once it ended the session.
+    struct InUse {
+        WindowsMessagingWindow& window;
+        const Lifetime::Witness alive;
+        ~InUse() {
+            if (*alive) {
+                window.m_sendBufferInUse = false;
+            }
+        }
+    } const inUse{*this, m_lifetime.Watch()};
+    m_sendBufferInUse = true;
     return Deliver(m_serverWindow, message.data(), static_cast<std::uint32_t>(message.size()));
 }
 

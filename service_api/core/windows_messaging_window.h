@@ -18,6 +18,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 namespace Quorvel::Lumo::Api {
 
@@ -105,6 +106,8 @@ class WindowsMessagingWindow final : private Orvane::Platform::MessageWindowEven
     bool m_savedAutoRegister;
     std::uint32_t m_alternateRegistration;
     WindowHandle m_window = 0;
+    std::vector<std::uint8_t> m_sendBuffer;
+    bool m_sendBufferInUse = false;
     // The listener may end the session (destroying this window) from any of its calls, and
     // so may what the service sends back during a send.
     Lifetime m_lifetime;

@@ -24,6 +24,14 @@ Bytes Concat(std::initializer_list<Bytes> parts) {
     return all;
 }
 
+// Built into a buffer that held a longer message: nothing of it may remain.
+Bytes Built(std::uint32_t code, const void* payload, std::uint32_t size, std::uint32_t argument1,
+            std::uint32_t argument2, std::uint32_t window) {
+    Bytes message(100, 0xEE);
+    BuildOutgoingMessage(message, code, payload, size, argument1, argument2, window);
+    return message;
+}
+
 TEST(OutgoingMessage, CommandWithoutPayloadIsSixtyBytesWithDataSize28) {
     const Bytes expected = Concat({{0xD1, 0x07, 0, 0},  // 2001
                                    Zeros(8),
@@ -31,8 +39,7 @@ TEST(OutgoingMessage, CommandWithoutPayloadIsSixtyBytesWithDataSize28) {
                                    Zeros(16),
                                    {0x78, 0x56, 0x34, 0x12},  // client window
                                    Zeros(24)});
-    EXPECT_THAT(BuildOutgoingMessage(2001, nullptr, 0, 0, 0, 0x12345678),
-                ElementsAreArray(expected));
+    EXPECT_THAT(Built(2001, nullptr, 0, 0, 0, 0x12345678), ElementsAreArray(expected));
 }
 
 TEST(OutgoingMessage, HeaderCarriesArgumentsAndPayloadFollowsAtSixty) {
@@ -45,12 +52,12 @@ TEST(OutgoingMessage, HeaderCarriesArgumentsAndPayloadFollowsAtSixty) {
                                    {0x01, 0, 0, 0x80},
                                    Zeros(24),
                                    {0xAA, 0xBB, 0xCC}});
-    EXPECT_THAT(BuildOutgoingMessage(1989, payload, 3, 0x01020304, 0xFFFFFFFF, 0x80000001),
+    EXPECT_THAT(Built(1989, payload, 3, 0x01020304, 0xFFFFFFFF, 0x80000001),
                 ElementsAreArray(expected));
 }
 
 TEST(OutgoingMessage, NullPayloadKeepsItsSizeAndStaysZero) {
-    const Bytes message = BuildOutgoingMessage(2065, nullptr, 5, 0, 0, 1);
+    const Bytes message = Built(2065, nullptr, 5, 0, 0, 1);
     ASSERT_EQ(message.size(), 65u);
     EXPECT_EQ(message[12], 33);
     EXPECT_THAT(Bytes(message.begin() + 60, message.end()), ElementsAreArray(Zeros(5)));
