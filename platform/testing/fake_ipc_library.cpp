@@ -164,7 +164,6 @@ std::uint32_t FakeIpcLibrary::CloseChannel(std::uint32_t channel) {
         objects_.Close(found->second.dataReady);
     }
     channels_.erase(found);
-    closed_.push_back(channel);
     return 0;
 }
 

@@ -86,9 +86,6 @@ class FakeIpcLibrary final : public IpcLibrary, private Lockable {
     std::vector<SentMessage> Sent() const {
         return Locked([&] { return sent_; });
     }
-    std::vector<std::uint32_t> Closed() const {
-        return Locked([&] { return closed_; });
-    }
     // The handle of the open own channel of that name, 0 when there is none.
     std::uint32_t OwnChannel(const std::string& name) const;
 
@@ -113,7 +110,6 @@ class FakeIpcLibrary final : public IpcLibrary, private Lockable {
     std::map<Call, std::deque<std::uint32_t>> failures_;
     std::vector<Call> calls_;
     std::vector<SentMessage> sent_;
-    std::vector<std::uint32_t> closed_;
     std::function<void()> duringNextWrite_;
 };
 
