@@ -1,6 +1,7 @@
 // The socket classes on the build's own socket system, over the loopback interface only.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -104,6 +105,17 @@ TEST(KxSocketLoopback, StreamConnectAcceptAndExchange) {
     unsigned int received = 0;
     ASSERT_EQ(accepted.Receive(buffer, sizeof buffer, received), 0u);
     EXPECT_EQ(std::string(buffer, received), "ping");
+}
+
+// The host's own look-up on the build's socket system: it succeeds, and whatever it finds
+// (a machine may have no address but loopback) is dotted IPv4 text.
+TEST(KxSocketLoopback, LocalAddressLookUpSucceeds) {
+    KxSocketUDP socket;
+    std::vector<std::string> addresses;
+    EXPECT_EQ(socket.GetLocalAddresses(addresses), 0u);
+    for (const auto& address : addresses) {
+        EXPECT_EQ(std::count(address.begin(), address.end(), '.'), 3) << address;
+    }
 }
 
 }  // namespace
