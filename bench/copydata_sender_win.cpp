@@ -13,11 +13,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "service_api/client/client.h"
+#include "tools/common/message_pump_win.h"
 
 namespace {
 
@@ -42,24 +44,12 @@ double Microseconds(LONGLONG ticks) {
 }
 
 void DispatchWaiting() {
-    MSG message;
-    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-        DispatchMessageW(&message);
-    }
+    LumoTools::PumpMessagesUntil(0, nullptr, 0);
 }
 
 // Pumps until `done` or the time is up.
-template <class Done>
-bool PumpUntil(DWORD milliseconds, Done done) {
-    const ULONGLONG end = GetTickCount64() + milliseconds;
-    while (!done()) {
-        if (GetTickCount64() >= end) {
-            return false;
-        }
-        MsgWaitForMultipleObjects(0, nullptr, FALSE, 10, QS_ALLINPUT);
-        DispatchWaiting();
-    }
-    return true;
+bool PumpUntil(std::uint32_t milliseconds, const std::function<bool()>& done) {
+    return LumoTools::PumpMessagesUntil(milliseconds, done, 10);
 }
 
 int answers = 0;  // replies heard, by either sender
