@@ -11,6 +11,8 @@
 #include <cstring>
 #include <string>
 
+#include "tools/common/message_pump_win.h"
+
 namespace {
 
 constexpr UINT kAnswerLater = WM_APP + 1;
@@ -68,14 +70,7 @@ int main(int argc, char** argv) {
                                   0, nullptr, nullptr, windowClass.hInstance, nullptr);
     std::printf("{\"event\":\"ready\"}\n");
     std::fflush(stdout);
-    const ULONGLONG end = GetTickCount64() + runMs;
-    for (ULONGLONG now = GetTickCount64(); now < end; now = GetTickCount64()) {
-        MsgWaitForMultipleObjects(0, nullptr, FALSE, static_cast<DWORD>(end - now), QS_ALLINPUT);
-        MSG message;
-        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-            DispatchMessageW(&message);
-        }
-    }
+    LumoTools::PumpMessagesUntil(runMs, nullptr, runMs);
     DestroyWindow(window);
     return 0;
 }
