@@ -73,57 +73,44 @@ TEST(IdentifyInstrument, ModelFollowsTypeAndSubType) {
     }
 }
 
-TEST(IdentifyInstrument, NameIsConvertedAndTerminatedWhereItFits) {
-    const std::string version1Kept("6.3\0", 4);
-    const std::string version1Emptied("\0.3\0", 4);
+// The units up to the first zero unit or the record's end (an empty name and "0" replaced
+// first) reach the conversion, which writes into the name field: a terminator that does
+// not fit spills into version1, a failed conversion leaves what it wrote unterminated.
+TEST(IdentifyInstrument, NameUnitsAreConvertedAndTerminatedWhereTheyFit) {
+    const std::string kept("6.3\0", 4);
+    const std::string emptied("\0.3\0", 4);
+    const std::string filled("1094", 4);  // the record's fill reached the version's field
+    const std::string threeByteUnits = [] {
+        std::string written;
+        for (int i = 0; i < 21; ++i) {
+            written += "\xE4\x85\x81";  // U+4141: 21 of them fit
+        }
+        return written;
+    }();
     struct Case {
         const char* what;
-        std::u16string name;
+        void (*prepare)(Record&);
+        std::u16string units;  // what reaches the conversion
         std::string written;   // bytes written into the name field
         std::string version1;  // first four bytes of version1 afterwards
     };
     const Case cases[] = {
         // clang-format off
-        {"empty name", u"", std::string("Unknown\0", 8), version1Kept},
-        {"simulator", u"0", std::string("Simulator\0", 10), version1Kept},
-        {"zero before space", u"0 ", std::string("0 \0", 3), version1Kept},
-        {"non-ASCII", u"Z\u00E4hler \u20AC\U0001F600", std::string("Z\xC3\xA4hler \xE2\x82\xAC\xF0\x9F\x98\x80\0", 16), version1Kept},
-        {"lone surrogate", u"A\xDC01", std::string("A\xEF\xBF\xBD\0", 5), version1Kept},
-        {"63 bytes", std::u16string(63, u'n'), std::string(63, 'n') + '\0', version1Kept},
-        {"64 bytes: terminated in version1", std::u16string(64, u'n'), std::string(64, 'n'), version1Emptied},
-        {"64 bytes ending in a two-byte character", std::u16string(62, u'n') + u"\u00E9", std::string(62, 'n') + "\xC3\xA9", version1Emptied},
-        {"65 bytes: conversion fails, nothing terminated", std::u16string(65, u'n'), std::string(64, 'n'), version1Kept},
-        {"two-byte character does not fit: earlier byte stays", std::u16string(63, u'n') + u"\u00E9", std::string(63, 'n'), version1Kept},
-        // clang-format on
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        Record record;
-        record.Name(c.name);
-
-        DdsInstrumentInfo info = InfoWithEarlierContents();
-        IdentifyInstrument(record.data(), info);
-
-        EXPECT_EQ(Field(info.name), NameField(c.written));
-        EXPECT_EQ(Field(info.version1, 4), c.version1);
-        EXPECT_STREQ(info.version2, "1.0");
-        EXPECT_STREQ(info.model, "Zento");
-    }
-}
-
-TEST(IdentifyInstrument, NameUnitsAreTakenLittleEndianUpToZeroOrTheRecordEnd) {
-    struct Case {
-        const char* what;
-        void (*prepare)(Record&);
-        std::u16string units;  // what reaches the conversion
-    };
-    const Case cases[] = {
-        // clang-format off
-        {"stops at the first zero unit", [](Record& r) { r.Name(std::u16string(u"AB\0CD", 5)); }, u"AB"},
-        {"low byte first", [](Record& r) { r[20] = 0xAC, r[21] = 0x20, r[22] = 0x41, r[23] = 0, r[24] = 0, r[25] = 0; }, u"\u20ACA"},
-        {"zero in one byte of a unit is not a terminator", [](Record& r) { r[20] = 0, r[21] = 0x41, r[22] = 0, r[23] = 0; }, u"\u4100"},
-        {"terminator in the last unit", [](Record& r) { r.Fill(20, 698, 0x41).Fill(698, 700, 0); }, std::u16string(339, u'\x4141')},
-        {"no terminator at all", [](Record& r) { r.Fill(20, 700, 0x41); }, std::u16string(340, u'\x4141')},
+        {"empty name", [](Record& r) { r.Name(u""); }, u"Unknown", std::string("Unknown\0", 8), kept},
+        {"simulator", [](Record& r) { r.Name(u"0"); }, u"Simulator", std::string("Simulator\0", 10), kept},
+        {"zero before space", [](Record& r) { r.Name(u"0 "); }, u"0 ", std::string("0 \0", 3), kept},
+        {"non-ASCII", [](Record& r) { r.Name(u"Z\u00E4hler \u20AC\U0001F600"); }, u"Z\u00E4hler \u20AC\U0001F600", std::string("Z\xC3\xA4hler \xE2\x82\xAC\xF0\x9F\x98\x80\0", 16), kept},
+        {"lone surrogate", [](Record& r) { r.Name(u"A\xDC01"); }, u"A\xDC01", std::string("A\xEF\xBF\xBD\0", 5), kept},
+        {"63 bytes", [](Record& r) { r.Name(std::u16string(63, u'n')); }, std::u16string(63, u'n'), std::string(63, 'n') + '\0', kept},
+        {"64 bytes: terminated in version1", [](Record& r) { r.Name(std::u16string(64, u'n')); }, std::u16string(64, u'n'), std::string(64, 'n'), emptied},
+        {"64 bytes ending in a two-byte character", [](Record& r) { r.Name(std::u16string(62, u'n') + u"\u00E9"); }, std::u16string(62, u'n') + u"\u00E9", std::string(62, 'n') + "\xC3\xA9", emptied},
+        {"65 bytes: conversion fails, nothing terminated", [](Record& r) { r.Name(std::u16string(65, u'n')); }, std::u16string(65, u'n'), std::string(64, 'n'), kept},
+        {"two-byte character does not fit: earlier byte stays", [](Record& r) { r.Name(std::u16string(63, u'n') + u"\u00E9"); }, std::u16string(63, u'n') + u"\u00E9", std::string(63, 'n'), kept},
+        {"stops at the first zero unit", [](Record& r) { r.Name(std::u16string(u"AB\0CD", 5)); }, u"AB", std::string("AB\0", 3), kept},
+        {"low byte first", [](Record& r) { r[20] = 0xAC, r[21] = 0x20, r[22] = 0x41, r[23] = 0, r[24] = 0, r[25] = 0; }, u"\u20ACA", std::string("\xE2\x82\xAC" "A\0", 5), kept},
+        {"zero in one byte of a unit is not a terminator", [](Record& r) { r[20] = 0, r[21] = 0x41, r[22] = 0, r[23] = 0; }, u"\u4100", std::string("\xE4\x84\x80\0", 4), kept},
+        {"terminator in the last unit", [](Record& r) { r.Fill(20, 698, 0x41).Fill(698, 700, 0); }, std::u16string(339, u'\x4141'), threeByteUnits, filled},
+        {"no terminator at all", [](Record& r) { r.Fill(20, 700, 0x41); }, std::u16string(340, u'\x4141'), threeByteUnits, filled},
         // clang-format on
     };
     for (const Case& c : cases) {
@@ -139,26 +126,10 @@ TEST(IdentifyInstrument, NameUnitsAreTakenLittleEndianUpToZeroOrTheRecordEnd) {
         ASSERT_EQ(conversion.Calls().size(), 1u);
         EXPECT_EQ(conversion.Calls()[0].source, c.units);
         EXPECT_EQ(conversion.Calls()[0].destinationSize, 64);
+        EXPECT_EQ(Field(info.name), NameField(c.written));
+        EXPECT_EQ(Field(info.version1, 4), c.version1);
+        EXPECT_STREQ(info.version2, "1.0");
     }
-}
-
-TEST(IdentifyInstrument, UnterminatedNameFillingTheRecordIsNotAnnounced) {
-    Record record;
-    record.Fill(20, 700, 0x41);
-
-    DdsInstrumentInfo info = InfoWithEarlierContents();
-    const InstrumentVerdict verdict = IdentifyInstrument(record.data(), info);
-
-    // U+4141 takes three bytes: 21 of them fit, the conversion fails.
-    std::string written;
-    for (int i = 0; i < 21; ++i) {
-        written += "\xE4\x85\x81";
-    }
-    EXPECT_EQ(Field(info.name), NameField(written));
-    EXPECT_EQ(verdict.instrumentType, 0x41414141);
-    EXPECT_FALSE(verdict.supported);
-    EXPECT_STREQ(info.model, "Previous model");
-    EXPECT_STREQ(info.version1, "1094795585.3");
 }
 
 TEST(IdentifyInstrument, VersionsArePrintedFromTheirFields) {
