@@ -105,8 +105,7 @@ int FakeSocketSystem::SetMulticastInterface(SocketHandle handle, std::uint32_t i
 }
 
 EventHandle FakeSocketSystem::NewEvent() {
-    calls.push_back("NewEvent");
-    if (newEventFails) {
+    if (Call("NewEvent") != 0) {
         return kNoEvent;
     }
     ++openEvents;

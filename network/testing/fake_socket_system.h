@@ -26,8 +26,9 @@ class FakeSocketSystem final : public SocketSystem {
         std::vector<unsigned char> bytes;
     };
 
-    // The next call of the operation `name` (the method's name) fails with `error`;
-    // calling it again queues a failure for each following call.
+    // The next call of the operation `name` (the method's name) fails with `error` (a
+    // failing NewEvent gives no event); calling it again queues a failure for each
+    // following call.
     void FailNext(const std::string& name, int error);
 
     // What the host-name look-up finds; `hostLookupError` non-zero makes it fail.
@@ -39,8 +40,6 @@ class FakeSocketSystem final : public SocketSystem {
     std::uint16_t grantedVersion = 0x0202;
     // What Wait reports when it does not fail (0 = the time ran out).
     int waitReadyCount = 1;
-    // Makes NewEvent return this value instead of a fresh event.
-    bool newEventFails = false;
 
     // Inspection.
     std::vector<Datagram> sent;
