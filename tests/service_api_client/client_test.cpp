@@ -138,17 +138,6 @@ TEST_F(ClientTest, StartValuesBecomeTheTransportOptions) {
     EXPECT_EQ(m_desktop.CreatedWindows().size(), 1u);
 }
 
-TEST_F(ClientTest, ServerLossReachesOnServerDown) {
-    Connect();
-    Tell(1005, 0, 0, {});
-    EXPECT_EQ(m_client->log, (std::vector<std::string>{"down"}));
-    ServicePeer restarted(m_desktop);
-    restarted.Announce();
-    restarted.Vanish();
-    m_desktop.TickTimers();
-    EXPECT_EQ(m_client->log, (std::vector<std::string>{"down", "available", "connected", "down"}));
-}
-
 TEST_F(ClientTest, DestructionUnregistersAndHearsNothingMore) {
     Connect();
     // The service answers the unregistration at once with more messages; the application
@@ -166,8 +155,9 @@ TEST_F(ClientTest, DestructionUnregistersAndHearsNothingMore) {
     EXPECT_FALSE(m_desktop.IsWindow(window));
 }
 
-// An application may end the session from a callback: nothing of the client may be
-// touched after that (AddressSanitizer sees it when it is).
+// The service's shutdown reaches OnServerDown, from which an application may end the
+// session: nothing of the client may be touched after that (AddressSanitizer sees it when
+// it is).
 TEST_F(ClientTest, ServerDownMayEndTheSession) {
     Connect();
     m_client->onServerDown = [this] { m_client.reset(); };
