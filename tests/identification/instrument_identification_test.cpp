@@ -76,6 +76,8 @@ TEST(IdentifyInstrument, ModelFollowsTypeAndSubType) {
 // The units up to the first zero unit or the record's end (an empty name and "0" replaced
 // first) reach the conversion, which writes into the name field: a terminator that does
 // not fit spills into version1, a failed conversion leaves what it wrote unterminated.
+// How characters of every width convert, and where they stop fitting, is the conversion's
+// own contract.
 TEST(IdentifyInstrument, NameUnitsAreConvertedAndTerminatedWhereTheyFit) {
     const std::string kept("6.3\0", 4);
     const std::string emptied("\0.3\0", 4);
@@ -99,13 +101,9 @@ TEST(IdentifyInstrument, NameUnitsAreConvertedAndTerminatedWhereTheyFit) {
         {"empty name", [](Record& r) { r.Name(u""); }, u"Unknown", std::string("Unknown\0", 8), kept},
         {"simulator", [](Record& r) { r.Name(u"0"); }, u"Simulator", std::string("Simulator\0", 10), kept},
         {"zero before space", [](Record& r) { r.Name(u"0 "); }, u"0 ", std::string("0 \0", 3), kept},
-        {"non-ASCII", [](Record& r) { r.Name(u"Z\u00E4hler \u20AC\U0001F600"); }, u"Z\u00E4hler \u20AC\U0001F600", std::string("Z\xC3\xA4hler \xE2\x82\xAC\xF0\x9F\x98\x80\0", 16), kept},
-        {"lone surrogate", [](Record& r) { r.Name(u"A\xDC01"); }, u"A\xDC01", std::string("A\xEF\xBF\xBD\0", 5), kept},
         {"63 bytes", [](Record& r) { r.Name(std::u16string(63, u'n')); }, std::u16string(63, u'n'), std::string(63, 'n') + '\0', kept},
         {"64 bytes: terminated in version1", [](Record& r) { r.Name(std::u16string(64, u'n')); }, std::u16string(64, u'n'), std::string(64, 'n'), emptied},
-        {"64 bytes ending in a two-byte character", [](Record& r) { r.Name(std::u16string(62, u'n') + u"\u00E9"); }, std::u16string(62, u'n') + u"\u00E9", std::string(62, 'n') + "\xC3\xA9", emptied},
         {"65 bytes: conversion fails, nothing terminated", [](Record& r) { r.Name(std::u16string(65, u'n')); }, std::u16string(65, u'n'), std::string(64, 'n'), kept},
-        {"two-byte character does not fit: earlier byte stays", [](Record& r) { r.Name(std::u16string(63, u'n') + u"\u00E9"); }, std::u16string(63, u'n') + u"\u00E9", std::string(63, 'n'), kept},
         {"stops at the first zero unit", [](Record& r) { r.Name(std::u16string(u"AB\0CD", 5)); }, u"AB", std::string("AB\0", 3), kept},
         {"low byte first", [](Record& r) { r[20] = 0xAC, r[21] = 0x20, r[22] = 0x41, r[23] = 0, r[24] = 0, r[25] = 0; }, u"\u20ACA", std::string("\xE2\x82\xAC" "A\0", 5), kept},
         {"zero in one byte of a unit is not a terminator", [](Record& r) { r[20] = 0, r[21] = 0x41, r[22] = 0, r[23] = 0; }, u"\u4100", std::string("\xE4\x84\x80\0", 4), kept},
