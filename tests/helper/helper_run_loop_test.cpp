@@ -53,35 +53,6 @@ TEST(HelperRun, WindowMessagesDoNotPushTheBeatBack) {
     EXPECT_EQ(dispatched, 16);
 }
 
-TEST(HelperRun, OnlyMessagesWhoseFirstFourBytesMake1002EndTheLoop) {
-    const struct {
-        const char* what;
-        std::vector<std::vector<std::uint8_t>> messages;  // as read, in order
-        bool exits;
-    } cases[] = {
-        // clang-format off
-        {"exit with data behind it", {{0xEA, 0x03, 0, 0, 'x', 0}}, true},
-        {"heartbeat code", {{0xE9, 0x03, 0, 0}}, false},
-        {"1002 in the wrong byte order", {{0, 0, 0x03, 0xEA}}, false},
-        {"one byte over the initial buffer", {{0xEA}}, false},
-        {"one byte completing an earlier message's code", {{0x11, 0x03, 0, 0}, {0xEA}}, true},
-        {"two bytes over an earlier message's high bytes", {{0x11, 0x22, 0x33, 0x44}, {0xEA, 0x03}}, false},
-        {"two bytes over the initial buffer", {{0xEA, 0x03}}, true},
-        // clang-format on
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
-        HelperHarness h;
-        h.InitializeWithPlugin();
-        for (std::size_t i = 0; i < c.messages.size(); ++i) {
-            h.BeforeWait(i, [&h, m = c.messages[i]] { h.ipc.DeliverRaw(kHelperChannelName, m); });
-        }
-        h.ExitBeforeWait(c.messages.size() + 1);
-        EXPECT_EQ(h.Run(), 0);
-        EXPECT_EQ(h.CallCount(Call::Read), c.messages.size() + (c.exits ? 0 : 1));
-    }
-}
-
 // An arm announced before the failure is withdrawn on the way out.
 TEST(HelperRun, FailuresEndWithMinusOneAndAreReportedWhenThereIsSomeoneToTell) {
     const std::string waitText = "General failure with WaitForMultipleObjects ().";
