@@ -33,39 +33,24 @@ TEST(Win32MessageWindow, IsAHiddenTopLevelWindowThatOthersFindByName) {
     EXPECT_EQ(FindWindowW(L"LumoFindMeClass", L"LUMO_FIND_ME_WINDOW"), nullptr);
 }
 
-TEST(Win32MessageWindow, UnclaimedRegisteredMessageGoesToDefaultHandling) {
-    struct Declining final : MessageWindowEvents {
+// A registered message the window declines goes to default handling. The system drops an
+// exception thrown while it delivers another thread's message: the program gets it from
+// the pump that let the message in, and the sender gets the answer of default handling.
+TEST(Win32MessageWindow, DeclinedMessagesAndHandlersExceptionsGetDefaultHandling) {
+    struct Throwing final : MessageWindowEvents {
         bool OnRegisteredMessage(std::uint32_t, std::uintptr_t, std::intptr_t) override {
             ++seen;
             return false;
         }
-        bool OnCopyData(const CopyDataBlock&) override { return false; }
+        bool OnCopyData(const CopyDataBlock&) override { throw std::runtime_error("failed"); }
         bool OnTimer(std::uintptr_t) override { return false; }
         int seen = 0;
     } events;
     MessageWindowService& service = Get<MessageWindowService>();
-    const WindowHandle window = service.Create(L"LumoDecliningClass", L"LUMO_DECLINING", events);
-    const UINT message = service.RegisterMessage(L"LUMO_DECLINED");
-    const HWND hwnd = reinterpret_cast<HWND>(window);
-
-    EXPECT_EQ(SendMessageW(hwnd, message, 0, 0), 0);
-    EXPECT_EQ(events.seen, 1);
-    service.Destroy(window);
-}
-
-// The system drops an exception thrown while it delivers another thread's message: the
-// program gets it from the pump that let the message in, and the sender gets the answer of
-// default handling.
-TEST(Win32MessageWindow, AHandlersExceptionLeavesThePumpNotTheSystemsDispatch) {
-    struct Throwing final : MessageWindowEvents {
-        bool OnRegisteredMessage(std::uint32_t, std::uintptr_t, std::intptr_t) override {
-            return false;
-        }
-        bool OnCopyData(const CopyDataBlock&) override { throw std::runtime_error("failed"); }
-        bool OnTimer(std::uintptr_t) override { return false; }
-    } events;
-    MessageWindowService& service = Get<MessageWindowService>();
     const WindowHandle window = service.Create(L"LumoThrowingClass", L"LUMO_THROWING", events);
+    const UINT message = service.RegisterMessage(L"LUMO_DECLINED");
+    EXPECT_EQ(SendMessageW(reinterpret_cast<HWND>(window), message, 0, 0), 0);
+    EXPECT_EQ(events.seen, 1);
     std::intptr_t answer = -1;
     std::thread sender([&] {
         const char byte = 1;
