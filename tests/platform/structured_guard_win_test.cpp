@@ -14,6 +14,7 @@ std::vector<DWORD> faults;  // codes seen by the handler, in order
 void RecordFault(ExceptionPointers* exception) {
     faults.push_back(exception->ExceptionRecord->ExceptionCode);
 }
+// The handler of an outer guard marks what it sees with the top bit.
 void RecordOuterFault(ExceptionPointers* exception) {
     faults.push_back(0x80000000u | exception->ExceptionRecord->ExceptionCode);
 }
@@ -46,6 +47,13 @@ void WritesDebuggerTexts(void* context) {
     static_cast<Steps*>(context)->after = true;
 }
 
+// An inner guard handles its own fault and leaves the next one to the outer guard.
+void InnerGuardThenFault(void* context) {
+    Steps inner;
+    RunStructuredGuarded(AccessViolation, &inner, RecordFault);
+    AccessViolation(context);
+}
+
 void Harmless(void* context) {
     static_cast<Steps*>(context)->before = true;
     static_cast<Steps*>(context)->after = true;
@@ -58,34 +66,20 @@ TEST(StructuredGuard, StructuredExceptionsReachTheHandlerAndEndTheRun) {
         bool after;
     };
     const Case cases[] = {
-        {AccessViolation, {0xC0000005}, false},
-        {SoftwareException, {0xE0004C55}, false},
+        {AccessViolation, {0x80000000u | 0xC0000005}, false},
+        {SoftwareException, {0x80000000u | 0xE0004C55}, false},
+        {InnerGuardThenFault, {0xC0000005, 0x80000000u | 0xC0000005}, false},
         {WritesDebuggerTexts, {}, true},
         {Harmless, {}, true},
     };
     for (const Case& c : cases) {
         faults.clear();
         Steps steps;
-        RunStructuredGuarded(c.body, &steps, RecordFault);
+        RunStructuredGuarded(c.body, &steps, RecordOuterFault);
         EXPECT_TRUE(steps.before);
         EXPECT_EQ(steps.after, c.after);
         EXPECT_EQ(faults, c.faults);
     }
-}
-
-void InnerGuardThenFault(void* context) {
-    Steps inner;
-    RunStructuredGuarded(AccessViolation, &inner, RecordFault);
-    AccessViolation(context);
-}
-
-TEST(StructuredGuard, InnerGuardHandlesItsOwnFaultAndGivesTheOuterOneBack) {
-    faults.clear();
-    Steps outer;
-    RunStructuredGuarded(InnerGuardThenFault, &outer, RecordOuterFault);
-    EXPECT_EQ(faults, (std::vector<DWORD>{0xC0000005, 0x80000000u | 0xC0000005}));
-    EXPECT_TRUE(outer.before);
-    EXPECT_FALSE(outer.after);
 }
 
 void CatchesItsOwn(void* context) {
