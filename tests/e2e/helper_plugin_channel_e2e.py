@@ -41,11 +41,6 @@ class HelperPluginChannelTest(WineTest):
             self.assertLessEqual(abs(interval - BEAT_MS), BEAT_TOLERANCE_MS, intervals)
         return beats[0]["t"]
 
-    def test_without_a_plug_in_the_helper_ends_at_once(self):
-        plugin = self.plugin("plugin", "--no-channel", "--start", self.helper)
-        plugin.finish()
-        self.assertEndsWithMinusOne(plugin, plugin.wait_for("helper-started")["t"], 1500)
-
     def test_in_debug_mode_without_a_plug_in_the_helper_runs_on_and_sends_nothing(self):
         starter = self.plugin("starter", "--no-channel", "--start", self.helper, "--debug",
                               "--run-ms", "30000")
