@@ -6,6 +6,7 @@
 #include <string>
 
 #include "announce/announcement_datagram.h"
+#include "tests/announce/example_instrument.h"
 
 namespace {
 
@@ -20,12 +21,8 @@ void Print(const char* label, const unsigned char* bytes, std::size_t size) {
 }  // namespace
 
 int main() {
-    DdsInstrumentInfo info{};
+    DdsInstrumentInfo info = ExampleInstrument();
     std::strcpy(info.model, "Zento S");
-    std::strcpy(info.name, "Simulator");
-    std::strcpy(info.version1, "2.1");
-    std::strcpy(info.version2, "1.0");
-    info.intervalMs = 2000;
     AnnouncementDatagram::Buffer packet;
     const std::uint32_t size = AnnouncementDatagram::Build(info, packet);
     AnnouncementDatagram::SetMessageType(packet, AnnouncementDatagram::kAnnounce);
