@@ -13,41 +13,6 @@
 namespace HelperTesting {
 namespace {
 
-void ExpectADumpAndAReturn(void (*fault)()) {
-    HelperHarness h;
-    Fakes::FakeMiniDumpWriter writer;
-    Fakes::FakeSpecialFolders folders;
-    folders.SetCommonAppData(L"C:\\ProgramData");
-    ScopedOverride<Orvane::Platform::MiniDumpWriter> useWriter{writer};
-    ScopedOverride<Orvane::Platform::SpecialFolders> useFolders{folders};
-    h.PluginPresent();
-    const Record arm;  // a supported arm
-    h.BeforeWait(0, [&] { h.helper->OnInstrumentData(arm.data()); });
-    h.BeforeWait(1, fault);
-
-    h.helper->Execute(false);
-
-    // Announced before the fault, withdrawn after it.
-    const auto types = h.DatagramTypes();
-    EXPECT_EQ(types.front(), kAnnounce);
-    EXPECT_EQ(types.back(), kWithdraw);
-
-    const auto writes = writer.Writes();
-    ASSERT_EQ(writes.size(), 1u);
-    EXPECT_NE(writes[0].exception, nullptr);
-    EXPECT_EQ(writes[0].userStreamType, 0x10000u);
-    EXPECT_NE(writes[0].userStreamBytes.find("LumoDiscoveryPluginHelper at Run"),
-              std::string::npos);
-    ASSERT_EQ(writer.OpenedPaths().size(), 1u);
-    EXPECT_EQ(writer.OpenedPaths()[0].rfind(
-                  L"C:\\ProgramData\\Orvane\\Logs\\LumoDiscoveryHelper_crash_", 0),
-              0u);
-    // The fault ended the run before its DeInitialize: the destructor closes the channel.
-    EXPECT_EQ(h.CallCount(Call::Close), 0u);
-    h.helper.reset();
-    EXPECT_EQ(h.CallCount(Call::Close), 1u);
-}
-
 TEST(HelperExecute, AFaultOrAnEscapingExceptionInsideTheRunLeavesADumpAndReturns) {
     const struct {
         const char* what;
@@ -58,7 +23,33 @@ TEST(HelperExecute, AFaultOrAnEscapingExceptionInsideTheRunLeavesADumpAndReturns
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        ExpectADumpAndAReturn(c.fault);
+        HelperHarness h;
+        Fakes::FakeMiniDumpWriter writer;
+        Fakes::FakeSpecialFolders folders;
+        folders.SetCommonAppData(L"C:\\ProgramData");
+        ScopedOverride<Orvane::Platform::MiniDumpWriter> useWriter{writer};
+        ScopedOverride<Orvane::Platform::SpecialFolders> useFolders{folders};
+        h.PluginPresent();
+        const Record arm;  // a supported arm
+        h.BeforeWait(0, [&] { h.helper->OnInstrumentData(arm.data()); });
+        h.BeforeWait(1, c.fault);
+
+        h.helper->Execute(false);
+
+        // Announced before the fault, withdrawn after it.
+        const auto types = h.DatagramTypes();
+        EXPECT_EQ(types.front(), kAnnounce);
+        EXPECT_EQ(types.back(), kWithdraw);
+
+        const auto writes = writer.Writes();
+        ASSERT_EQ(writes.size(), 1u);
+        EXPECT_NE(writes[0].exception, nullptr);
+        EXPECT_NE(writes[0].userStreamBytes.find("LumoDiscoveryPluginHelper at Run"),
+                  std::string::npos);
+        // The fault ended the run before its DeInitialize: the destructor closes the channel.
+        EXPECT_EQ(h.CallCount(Call::Close), 0u);
+        h.helper.reset();
+        EXPECT_EQ(h.CallCount(Call::Close), 1u);
     }
 }
 
