@@ -19,9 +19,6 @@ class FakeKernelObjects : private Lockable {
         return Locked([&] { return objects_.erase(object) == 1; });
     }
 
-    bool IsOpen(KernelHandle object) const {
-        return Locked([&] { return objects_.count(object) == 1; });
-    }
     bool IsSignalled(KernelHandle object) const {
         std::lock_guard lock(mutex_);
         const auto found = objects_.find(object);

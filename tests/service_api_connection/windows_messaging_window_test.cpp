@@ -76,10 +76,6 @@ struct Scenario {
     const char* expected;
 };
 
-void PrintTo(const Scenario& scenario, std::ostream* out) {
-    *out << scenario.steps;
-}
-
 class WindowStateMachine : public WindowsMessagingWindowTest,
                            public ::testing::WithParamInterface<Scenario> {};
 
