@@ -69,18 +69,3 @@ class MachineLogFolder {
     bool logsExisted_;
     std::vector<std::wstring> before_;
 };
-
-// Whether `name` is <prefix>YYYYMMDD_hhmmss<suffix>.
-inline bool IsStampedName(const std::wstring& name, const std::wstring& prefix,
-                          const std::wstring& suffix) {
-    const std::size_t stamp = 15;
-    if (name.size() != prefix.size() + stamp + suffix.size() || name.rfind(prefix, 0) != 0 ||
-        name.compare(prefix.size() + stamp, suffix.size(), suffix) != 0)
-        return false;
-    for (std::size_t i = 0; i < stamp; ++i) {
-        const wchar_t c = name[prefix.size() + i];
-        if (i == 8 ? c != L'_' : (c < L'0' || c > L'9'))
-            return false;
-    }
-    return true;
-}
