@@ -13,7 +13,7 @@ import sys
 import time
 import unittest
 
-from registration_token import minutes_between, token_minute
+from Cryptodome.Cipher import DES
 from wine_program import (ANNOUNCE, BEAT_MS, BEAT_TOLERANCE_MS, CLIENT_STARTED, WITHDRAW, Launcher,
                           main, now_ms)
 
@@ -70,6 +70,24 @@ set version2 2.5
 send instrument
 wait-unregistered 30000
 """
+
+
+def token_minute(token_hex, key=bytes(8)):
+    """(day, month, hour, minute) that a registration token names, deciphered apart from the
+    client library as a service does; None when its four padding bytes are not zero."""
+    plain = DES.new(key, DES.MODE_ECB).decrypt(bytes.fromhex(token_hex))
+    return tuple(plain[:4]) if plain[4:] == bytes(4) else None
+
+
+def minutes_between(before, after):
+    """Every (day, month, hour, minute) from the minute before `before` to the one after
+    `after`: a token names the minute it was made in, and a clock may be a minute apart."""
+    minute = before.replace(second=0, microsecond=0) - datetime.timedelta(minutes=1)
+    minutes = []
+    while minute <= after + datetime.timedelta(minutes=1):
+        minutes.append((minute.day, minute.month, minute.hour, minute.minute))
+        minute += datetime.timedelta(minutes=1)
+    return minutes
 
 
 def texts(model, name, version1, version2):
