@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -87,11 +88,8 @@ struct HelperHarness {
     }
 
     std::size_t CallCount(Call call) const {
-        std::size_t count = 0;
-        for (Call made : ipc.Calls()) {
-            count += made == call ? 1 : 0;
-        }
-        return count;
+        const auto calls = ipc.Calls();
+        return static_cast<std::size_t>(std::count(calls.begin(), calls.end(), call));
     }
 
     Fakes::FakeKernelObjects objects;
