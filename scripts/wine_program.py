@@ -201,6 +201,25 @@ class WineTest(unittest.TestCase):
         time.sleep(0.3)  # until the system has let go of what they held (channel names)
 
 
+class WineScenarioTest(unittest.TestCase):
+    """End-to-end tests that each read one aspect of a single scenario: `run_scenario` runs
+    once before them all, and its programs stop together after them, or at once when the
+    scenario itself fails."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.launch = Launcher()
+        try:
+            cls.run_scenario()
+        except BaseException:
+            cls.launch.stop_all()
+            raise
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.launch.stop_all()
+
+
 def main():
     """usage: <test>.py --bin DIR --wine scripts/wine.sh [unittest arguments]"""
     global BIN, WINE

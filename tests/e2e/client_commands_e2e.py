@@ -1,9 +1,8 @@
 #!/usr/bin/env python3
 """lumo-client drives lumo-sim, each a separate Wine process: every command form goes once
 through a real WM_COPYDATA, and the service's side reads its bytes with its own decoder."""
-import unittest
 
-from wine_program import Launcher, WineTest, main
+from wine_program import WineScenarioTest, WineTest, main
 
 SERVICE_WINDOW = "LUMO_SIM_SERVICE"
 DATA_REPLY_HEADER = bytes(range(48))
@@ -56,10 +55,9 @@ wait-unregistered 60000
 """
 
 
-class ClientCommandsTest(unittest.TestCase):
+class ClientCommandsTest(WineScenarioTest):
     @classmethod
-    def setUpClass(cls):
-        cls.launch = Launcher()
+    def run_scenario(cls):
         lines = "display-text owner\n" + "".join(line + "\n" for line, _ in FORMS)
         cls.service = cls.launch.service("service", SERVICE_SCRIPT)
         cls.service.wait_for("window-created")
@@ -68,10 +66,6 @@ class ClientCommandsTest(unittest.TestCase):
                                        "--script", cls.launch.script("client", lines)])
         cls.client_status = cls.client.finish(timeout_s=120)
         cls.service.finish()
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.launch.stop_all()
 
     def requests(self):
         return [r for r in self.service.events("received")

@@ -11,11 +11,10 @@ import datetime
 import struct
 import sys
 import time
-import unittest
 
 from Cryptodome.Cipher import DES
-from wine_program import (ANNOUNCE, BEAT_MS, BEAT_TOLERANCE_MS, CLIENT_STARTED, WITHDRAW, Launcher,
-                          main, now_ms)
+from wine_program import (ANNOUNCE, BEAT_MS, BEAT_TOLERANCE_MS, CLIENT_STARTED, WITHDRAW,
+                          WineScenarioTest, main, now_ms)
 
 # The loop looks at its beat when it wakes up: while connected the client window's 500 ms
 # liveness timer wakes it, so a beat may go out one tick late; after a loss nothing may wake
@@ -122,20 +121,7 @@ def wire_bytes(record):
                     record["sequence"], fields)
 
 
-class ServiceDiscoveryTest(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.launch = Launcher()
-        try:
-            cls.run_scenario()
-        except BaseException:
-            cls.tearDownClass()
-            raise
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.launch.stop_all()
-
+class ServiceDiscoveryTest(WineScenarioTest):
     @classmethod
     def run_scenario(cls):
         launch = cls.launch
