@@ -110,9 +110,9 @@ bool FakeMessageWindow::Broadcast(std::uint32_t message, std::uintptr_t wParam,
     return true;
 }
 
-WindowHandle FakeMessageWindow::AddPeer(std::intptr_t answer) {
+WindowHandle FakeMessageWindow::AddPeer() {
     Window window;
-    window.peerAnswer = answer;
+    window.peerAnswer = 1;
     return AddWindow(std::move(window));
 }
 
@@ -126,23 +126,20 @@ bool FakeMessageWindow::SendRegisteredMessage(WindowHandle target, std::uint32_t
     return events->OnRegisteredMessage(message, wParam, lParam);
 }
 
-int FakeMessageWindow::TickTimers() {
+void FakeMessageWindow::TickTimers() {
     std::vector<std::pair<WindowHandle, std::uintptr_t>> due;
     for (const auto& [handle, window] : m_windows) {
         for (const auto& timer : window.timers) {
             due.emplace_back(handle, timer.first);
         }
     }
-    int fired = 0;
     for (const auto& [handle, timerId] : due) {
         // An earlier timer's handler may have stopped this one.
         Window* window = FindAlive(handle);
         if (window != nullptr && window->timers.count(timerId) != 0) {
             FireTimer(handle, timerId);
-            ++fired;
         }
     }
-    return fired;
 }
 
 std::vector<WindowHandle> FakeMessageWindow::CreatedWindows() const {

@@ -37,8 +37,9 @@ class FakeMessageWindow final : public MessageWindowService {
     // --- driving ---
 
     // A window of another process. Every block sent to it is kept; `handler`, if set,
-    // runs inside the send (so it may answer re-entrantly), and the send returns `answer`.
-    WindowHandle AddPeer(std::intptr_t answer = 1);
+    // runs inside the send (so it may answer re-entrantly), and the send returns its
+    // answer, 1 until set otherwise.
+    WindowHandle AddPeer();
     void SetPeerAnswer(WindowHandle peer, std::intptr_t answer) {
         m_windows.at(peer).peerAnswer = answer;
     }
@@ -60,8 +61,8 @@ class FakeMessageWindow final : public MessageWindowService {
         MessageWindowEvents* events = EventsOf(window);
         return events != nullptr && events->OnTimer(timerId);
     }
-    // Fires every running timer of every window once; returns how many fired.
-    int TickTimers();
+    // Fires every running timer of every window once.
+    void TickTimers();
 
     // The next `count` filter attempts fail, as where the system has no filter.
     void FailFilterAttempts(int count) { m_filterFailuresLeft = count; }
