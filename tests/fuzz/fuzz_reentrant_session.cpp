@@ -30,15 +30,11 @@ void Check(bool holds) {
 }
 
 // The input, a byte at a time; zeros once it is used up.
-class Script {
-  public:
-    Script(const std::uint8_t* data, std::size_t size) : m_data(data), m_end(data + size) {}
-    std::uint8_t Next() { return m_data < m_end ? *m_data++ : 0; }
-    bool Done() const { return m_data >= m_end; }
-
-  private:
-    const std::uint8_t* m_data;
-    const std::uint8_t* m_end;
+struct Script {
+    const std::uint8_t* at;
+    const std::uint8_t* end;
+    std::uint8_t Next() { return at < end ? *at++ : 0; }
+    bool Done() const { return at >= end; }
 };
 
 class Watcher;
@@ -237,7 +233,7 @@ class Service {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     FakeMessageWindow desktop;
     Orvane::Platform::ScopedOverride<Orvane::Platform::MessageWindowService> use{desktop};
-    Script script(data, size);
+    Script script{data, data + size};
     Service service(desktop, script);
     Session session(script, script.Next() % 2 == 0);
     while (!script.Done()) {
