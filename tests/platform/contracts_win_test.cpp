@@ -12,12 +12,6 @@
 namespace Orvane::Platform {
 namespace {
 
-void DiscardWindowMessages() {
-    MSG message;
-    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-    }
-}
-
 // Waits briefly for input, then dispatches everything that is there, as the helper's loop
 // does.
 struct Win32Windows {
@@ -42,7 +36,11 @@ struct Win32Ipc {
 INSTANTIATE_TYPED_TEST_SUITE_P(Win32, IpcContract, Win32Ipc);
 
 struct Win32Waits {
-    ~Win32Waits() { DiscardWindowMessages(); }
+    ~Win32Waits() {
+        MSG message;
+        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+        }
+    }
     Events& events() { return Get<Events>(); }
     MessageWait& wait() { return Get<MessageWait>(); }
     ConsoleControl& console() { return Get<ConsoleControl>(); }

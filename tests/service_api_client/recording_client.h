@@ -5,6 +5,7 @@
 
 #include "service_api/client/client.h"
 #include "service_api/client/client_messages.h"
+#include "tools/common/words.h"
 
 #include <cstdint>
 #include <functional>
@@ -13,15 +14,7 @@
 
 namespace Quorvel::Lumo::Api::testing {
 
-inline std::string Hex(const std::uint8_t* bytes, std::size_t size) {
-    static const char digits[] = "0123456789abcdef";
-    std::string text;
-    for (std::size_t i = 0; i < size; ++i) {
-        text += digits[bytes[i] >> 4];
-        text += digits[bytes[i] & 0xF];
-    }
-    return text;
-}
+using LumoTools::Hex;
 
 class RecordingClient final : public Client {
   public:
