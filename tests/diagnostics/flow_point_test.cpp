@@ -11,12 +11,6 @@
 
 namespace {
 
-KLogger& FreshProcessLog() {
-    KLogger& logger = MKLoggerAdapter::Instance().Logger();
-    logger.ResetForTesting(1);
-    return logger;
-}
-
 int FirstUse() {
     FLOW_POINT("Racer", "FirstUse");
     FLOW_RECORD(nullptr, 0);
@@ -24,7 +18,8 @@ int FirstUse() {
 }
 
 TEST(FlowPoint, FirstUseFromSeveralThreadsCreatesOnePoint) {
-    KLogger& logger = FreshProcessLog();
+    KLogger& logger = MKLoggerAdapter::Instance().Logger();
+    logger.ResetForTesting(1);
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t)
         threads.emplace_back(FirstUse);

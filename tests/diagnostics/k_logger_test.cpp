@@ -118,7 +118,7 @@ class KLoggerRender : public ::testing::Test {
     KLogger logger;
 };
 
-TEST_F(KLoggerRender, EachEventKindHasItsFirstLine) {
+TEST_F(KLoggerRender, EachEventKindHasItsFirstLineAndPastTheRingIsOutOfBounds) {
     const std::uint32_t alpha = LowBits(kAlpha);
     const std::uint32_t beta = LowBits(kBeta);
     const std::uint32_t gamma = LowBits(kGamma);
@@ -162,9 +162,7 @@ TEST_F(KLoggerRender, EachEventKindHasItsFirstLine) {
               "% Message_send 1001 in_class (unknown) at (unknown) for_object FFFF800012345678 "
               "(unknown) in_thread 42 (main)\n    2.500000, -21, 1001, 3, 77, 88, "
               "18446603336526616184, 42");
-}
-
-TEST_F(KLoggerRender, IndexPastTheRingIsOutOfBoundsAndEmptySlotIsEmpty) {
+    // Past the ring there is no entry; an empty slot renders as nothing.
     EXPECT_EQ(logger.RenderEntry(kCapacity, names), "*OUT OF BOUNDS*");
     EXPECT_EQ(logger.RenderEntry(std::numeric_limits<std::size_t>::max(), names),
               "*OUT OF BOUNDS*");
