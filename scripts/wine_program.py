@@ -209,15 +209,8 @@ class WineScenarioTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.launch = Launcher()
-        try:
-            cls.run_scenario()
-        except BaseException:
-            cls.launch.stop_all()
-            raise
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.launch.stop_all()
+        cls.addClassCleanup(cls.launch.stop_all)
+        cls.run_scenario()
 
 
 def main():

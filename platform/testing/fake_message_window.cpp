@@ -111,9 +111,7 @@ bool FakeMessageWindow::Broadcast(std::uint32_t message, std::uintptr_t wParam,
 }
 
 WindowHandle FakeMessageWindow::AddPeer() {
-    Window window;
-    window.peerAnswer = 1;
-    return AddWindow(std::move(window));
+    return AddWindow({});
 }
 
 bool FakeMessageWindow::SendRegisteredMessage(WindowHandle target, std::uint32_t message,

@@ -99,7 +99,7 @@ class FakeMessageWindow final : public MessageWindowService {
         std::wstring windowName;
         std::map<std::uintptr_t, std::uint32_t> timers;
         std::vector<std::uint32_t> allowedMessages;
-        std::intptr_t peerAnswer = 0;
+        std::intptr_t peerAnswer = 1;  // a peer's, until set otherwise
         PeerHandler peerHandler;
         std::vector<std::vector<std::uint8_t>> received;
     };

@@ -69,8 +69,8 @@ TEST(HelperInitialize, OpensEverythingOrReleasesWhatTheFailedStepLeavesOpen) {
     // The library's code of each failed step is in the flow log.
     std::ostringstream log;
     MKLoggerAdapter::Instance().Render(log);
-    for (const char* code : {"10753", "10754", "10755"}) {
-        const std::string record = std::string("% Timing_point (") + code +
+    for (const int code : {0x2A01, 0x2A02, 0x2A03}) {
+        const std::string record = "% Timing_point (" + std::to_string(code) +
                                    ", 0) in_class LumoDiscoveryPluginHelper at Initialize";
         EXPECT_NE(log.str().find(record), std::string::npos) << record;
     }

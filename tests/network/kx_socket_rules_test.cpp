@@ -97,11 +97,12 @@ TEST_F(KxSocketRules, FailureCodesAndWhichFailuresClose) {
     static unsigned short port;
     static int ready;
     static bool readable;
+    const auto openUdp = [](KxSocketBase& s) { return static_cast<Udp&>(s).OpenSocket(); };
     // clang-format off
     const Case cases[] = {
-        {"open", false, false, "Open", 10055, [](KxSocketBase& s) { return static_cast<Udp&>(s).OpenSocket(); }, 0x10052, false},
-        {"non-blocking at opening", false, false, "SetNonBlockingMode", 10055, [](KxSocketBase& s) { return static_cast<Udp&>(s).OpenSocket(); }, 0x10052, false},
-        {"event at opening", false, false, "NewEvent", 1, [](KxSocketBase& s) { return static_cast<Udp&>(s).OpenSocket(); }, 0x1005C, false},
+        {"open", false, false, "Open", 10055, openUdp, 0x10052, false},
+        {"non-blocking at opening", false, false, "SetNonBlockingMode", 10055, openUdp, 0x10052, false},
+        {"event at opening", false, false, "NewEvent", 1, openUdp, 0x1005C, false},
         {"bind", false, false, "Bind", 10048, [](KxSocketBase& s) { return static_cast<Udp&>(s).Bind("127.0.0.1", 4000); }, 0x10054, false},
         {"listen", true, false, "Listen", 10022, [](KxSocketBase& s) { return s.Listen(4000, 5); }, 0x10054, false},
         {"non-blocking", false, true, "SetNonBlockingMode", 10038, [](KxSocketBase& s) { return s.SetNonBlocking(); }, 0x10046, false},
