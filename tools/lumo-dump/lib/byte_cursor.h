@@ -1,0 +1,44 @@
+// Little-endian reads from bytes of an untrusted file. A read past the end yields zero (or an
+// empty view) and marks the cursor failed, so a parser checks Failed() once a record rather
+// than before every field, and never reads outside the bytes it was given.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace LumoDump {
+
+class ByteCursor {
+  public:
+    explicit ByteCursor(std::span<const std::uint8_t> bytes, std::size_t at = 0)
+        : bytes_(bytes), at_(at) {
+        failed_ = at > bytes.size();
+    }
+
+    std::uint8_t U8() { return static_cast<std::uint8_t>(Unsigned(1)); }
+    std::uint16_t U16() { return static_cast<std::uint16_t>(Unsigned(2)); }
+    std::uint32_t U32() { return static_cast<std::uint32_t>(Unsigned(4)); }
+    std::uint64_t U64() { return Unsigned(8); }
+    // An unsigned number of 1 to 8 bytes.
+    std::uint64_t Unsigned(std::size_t size);
+    std::uint64_t Uleb128();
+    std::int64_t Sleb128();
+    // The bytes up to the next zero byte, which is consumed.
+    std::string_view CString();
+    std::span<const std::uint8_t> Take(std::size_t size);
+    void Skip(std::size_t size) { Take(size); }
+
+    std::size_t Offset() const { return at_; }
+    std::size_t Remaining() const { return failed_ ? 0 : bytes_.size() - at_; }
+    bool AtEnd() const { return Remaining() == 0; }
+    bool Failed() const { return failed_; }
+
+  private:
+    std::span<const std::uint8_t> bytes_;
+    std::size_t at_;
+    bool failed_;
+};
+
+}  // namespace LumoDump
