@@ -102,7 +102,9 @@ TEST(MinidumpFile, ReadsTheStreamsThatAStackWalkNeeds) {
                     b.insert(b.end(), ranges64.begin(), ranges64.end());
                     return b;
                 }())
-        .Stream(kExceptionStream, Exception(0x4D0, context));
+        .Stream(kExceptionStream, Exception(0x4D0, context))
+        .Stream(kSavedMemoryStream,
+                {0, 0x50, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 7, 0, 0x60, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
     const Blob bytes = file.Build();
     const auto read = ReadMinidump(bytes);
     ASSERT_TRUE(std::holds_alternative<Minidump>(read)) << std::get<std::string>(read);
@@ -124,6 +126,8 @@ TEST(MinidumpFile, ReadsTheStreamsThatAStackWalkNeeds) {
     EXPECT_EQ(at(0x1004, 4), (Blob{5, 6, 7, 8}));
     EXPECT_EQ(at(0x1004, 5), Blob{0xFF});  // past the range's end
     EXPECT_EQ(at(0x3018, 1), Blob{9});     // the second range of the 64-bit list
+    EXPECT_EQ(at(0x5000, 1), Blob{7});     // saved by the helper; an empty record holds nothing
+    EXPECT_EQ(at(0x6000, 1), Blob{0xFF});
 }
 
 TEST(MinidumpFile, RefusesAFileWhoseStreamsDoNotHold) {
@@ -156,6 +160,11 @@ TEST(MinidumpFile, RefusesAFileWhoseStreamsDoNotHold) {
              f.Stream(kMemory64ListStream, b);
          },
          0xA793, "its memory64 list points outside the file"},
+        {"saved memory cut short",
+         [](DumpFile& f) {
+             f.Stream(kSavedMemoryStream, {0, 0x50, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 7});
+         },
+         0xA793, "its saved memory stream is cut short"},
         {"exception context outside",
          [](DumpFile& f) { f.Stream(kExceptionStream, Exception(0x4D0, 32)); }, 0xA793,
          "its exception stream points outside the file"},

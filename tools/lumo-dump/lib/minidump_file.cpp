@@ -95,6 +95,8 @@ class StreamReader {
                 });
             case kMemory64ListStream:
                 return Memory64(stream);
+            case kSavedMemoryStream:
+                return SavedMemory(stream);
             case kFlowLogStream:
                 dump_.flowLog.emplace(reinterpret_cast<const char*>(stream.data()), stream.size());
                 return std::nullopt;
@@ -153,6 +155,19 @@ class StreamReader {
             at += U64(r, 8);
             return bytes.has_value();
         });
+    }
+
+    std::optional<std::string> SavedMemory(Bytes stream) {
+        for (std::size_t at = 0; at < stream.size();) {
+            const auto bytes = stream.size() - at >= 12 ? Part(stream, U32(stream, at + 8), at + 12)
+                                                        : std::nullopt;
+            if (!bytes) {
+                return std::string("its saved memory stream is cut short");
+            }
+            dump_.memory.push_back({U64(stream, at), *bytes});
+            at += 12 + bytes->size();
+        }
+        return std::nullopt;
     }
 
     Bytes file_;

@@ -1,7 +1,7 @@
 // A crash dump of the helper read by the minidump format alone: the header, the stream
-// directory, the exception stream, the thread, module and memory lists, and the user stream
-// that carries the flow log. Every offset and size is checked against the bytes of the file
-// before anything is read; what is kept refers into the file's bytes.
+// directory, the exception stream, the thread, module and memory lists, and the user streams
+// that carry the flow log and the memory the helper saved. Every offset and size is checked against
+// the bytes of the file before anything is read; what is kept refers into the file's bytes.
 #pragma once
 
 #include <cstdint>
@@ -20,6 +20,9 @@ inline constexpr std::uint32_t kMemoryListStream = 5;
 inline constexpr std::uint32_t kExceptionStream = 6;
 inline constexpr std::uint32_t kMemory64ListStream = 9;
 inline constexpr std::uint32_t kFlowLogStream = 0x10000;
+// Memory the helper saves beside the flow log (a C++ exception's header): records of start
+// (8 bytes), size (4) and the bytes.
+inline constexpr std::uint32_t kSavedMemoryStream = 0x10001;
 
 using Bytes = std::span<const std::uint8_t>;
 
