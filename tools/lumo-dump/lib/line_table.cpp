@@ -260,7 +260,8 @@ class Unit {
             return why;
         }
         if (code == kSetAddress) {
-            if (operation.Remaining() > addressSize_ || operation.Remaining() == 0) {
+            if (operation.Remaining() > std::min<std::size_t>(addressSize_, 8) ||
+                operation.Remaining() == 0) {
                 return std::string("an address has ") + std::to_string(operation.Remaining()) +
                        " bytes";
             }

@@ -9,7 +9,6 @@ namespace LumoDump {
 namespace {
 
 constexpr std::size_t kDosHeaderSize = 0x40;
-constexpr std::size_t kFileHeaderSize = 20;
 constexpr std::size_t kSectionHeaderSize = 40;
 constexpr std::uint16_t kPe32Magic = 0x10B;
 constexpr std::uint16_t kPe32PlusMagic = 0x20B;
@@ -101,6 +100,10 @@ std::variant<PeImage, std::string> PeImage::Read(std::span<const std::uint8_t> f
         image.strings_ = file.subspan(stringsAt, stringsSize);
     }
 
+    if (!Holds(file, header.Offset(), std::size_t{sectionCount} * kSectionHeaderSize)) {
+        return "its section table (" + std::to_string(sectionCount) +
+               " sections) runs past the end of the file";
+    }
     ByteCursor table(file, header.Offset());
     for (std::uint16_t i = 0; i < sectionCount; ++i) {
         const auto nameField = table.Take(8);
@@ -111,10 +114,6 @@ std::variant<PeImage, std::string> PeImage::Read(std::span<const std::uint8_t> f
         section.rawOffset = table.U32();
         table.Skip(12);  // relocations and line numbers of objects
         section.characteristics = table.U32();
-        if (table.Failed()) {
-            return "its section table (" + std::to_string(sectionCount) +
-                   " sections) runs past the end of the file";
-        }
         const std::string_view field = ShortName(nameField);
         const auto name = LongName(field, image);
         if (!name) {
@@ -144,7 +143,7 @@ std::optional<std::span<const std::uint8_t>> PeImage::BytesAt(std::uint32_t rva,
         const std::uint32_t held = std::min(section.virtualSize, section.rawSize);
         const std::uint64_t offset = std::uint64_t{rva} - section.virtualAddress;
         if (rva >= section.virtualAddress && offset < section.virtualSize) {
-            if (offset + size > held) {
+            if (section.rawSize == 0 || offset + size > held) {
                 return std::nullopt;
             }
             return file_.subspan(section.rawOffset + offset, size);
