@@ -22,7 +22,7 @@ fi
 scripts/deps.sh
 
 targets=(archive copy_data plugin_message announcement_datagram reentrant_session
-         instrument_data lumo_sim_request debug_buffer announcer_liveness minidump)
+         instrument_data lumo_sim_request debug_buffer announcer_liveness minidump module_symbols)
 [ $# -gt 2 ] && targets=("${@:3}")
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz --target "${targets[@]/#/fuzz_}" >/dev/null
@@ -37,6 +37,7 @@ for target in "${targets[@]}"; do
     max_len=4096
     [ "$target" = archive ] && max_len=65536
     [ "$target" = minidump ] && max_len=1048576  # real dumps are half a megabyte
+    [ "$target" = module_symbols ] && max_len=65536
     (cd build/fuzz && "bin/fuzz_$target" -runs="$runs" -max_total_time="$seconds" -max_len="$max_len" -print_final_stats=1 \
         "corpus/$target" "../../tests/fuzz/corpus/$target") >"$log" 2>&1 || findings=1
     executed=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
