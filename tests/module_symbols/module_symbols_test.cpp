@@ -31,7 +31,7 @@ void PutBytes(std::vector<std::uint8_t>& bytes, std::size_t at, std::string_view
 // line 42 at 0x1010, 43 at 0x1014 and again, covering nothing, at 0x1018 where it ends.
 // Both in demo.cpp in directory src.
 constexpr std::string_view kLineTable =
-    "\x52\0\0\0"  // unit length
+    "\x54\0\0\0"  // unit length
     "\x04\0"      // version
     "\x24\0\0\0"  // header length
     "\x01\x01\x01\xFB\x0E\x0D"
@@ -39,10 +39,10 @@ constexpr std::string_view kLineTable =
     "src\0\0"
     "demo.cpp\0\x01\0\0\0"
     "\0\x09\x02\x18\x10\0\x40\x01\0\0\0"  // set address
-    "\x03\x06\x01"                        // line += 6, copy
+    "\x03\x08\x03\x7E\x01"                // line += 8, line -= 2, copy
     "\x02\x08"                            // address += 8
     "\0\x01\x01"                          // end of sequence
-    "\0\x09\x02\x10\x10\0\x40\x01\0\0\0"  // at 65
+    "\0\x09\x02\x10\x10\0\x40\x01\0\0\0"  // at 67
     "\x03\x29\x01"                        // line += 41, copy
     "\x4B"                                // special: address += 4, line += 1
     "\x02\x04\x01"                        // address += 4, copy
@@ -137,12 +137,12 @@ TEST(ModuleSymbols, MalformedFilesAreRefusedWithWhy) {
         {[](auto& b) { PutBytes(b, kSections + 40, "/40"); }, "section name \"/40\" is not in"},
         {[](auto& b) { Put(b, kStrings, 41, 4); }, "string table (41 bytes at 1170) runs past"},
         {[](auto& b) { Put(b, kSymbols + 4, 40, 4); }, "name of symbol 0 is not in"},
-        {[](auto& b) { Put(b, kLine, 0x53, 1); }, "line table at 0 runs past its section"},
+        {[](auto& b) { Put(b, kLine, 0x55, 1); }, "line table at 0 runs past its section"},
         {[](auto& b) { Put(b, kLine + 4, 6, 1); }, "has version 6, not 2 to 5"},
-        {[](auto& b) { Put(b, kLine + 84, 9, 1); }, "an extended operation runs past its unit"},
-        {[](auto& b) { Put(b, kLine, 0x4D, 1); }, "its program runs past its unit"},
+        {[](auto& b) { Put(b, kLine + 86, 9, 1); }, "an extended operation runs past its unit"},
+        {[](auto& b) { Put(b, kLine, 0x4F, 1); }, "its program runs past its unit"},
         {[](auto& b) { Put(b, kLine + 42, 2, 1); }, "a file names directory 2"},
-        {[](auto& b) { Put(b, kLine + 80, 4, 1); }, "a row names file 4"},
+        {[](auto& b) { Put(b, kLine + 82, 4, 1); }, "a row names file 4"},
     };
     for (const auto& [cut, why] : cases) {
         auto file = Image();

@@ -11,36 +11,26 @@ std::uint64_t ByteCursor::Unsigned(std::size_t size) {
     return value;
 }
 
-std::uint64_t ByteCursor::Uleb128() {
+std::pair<std::uint64_t, unsigned> ByteCursor::Leb128() {
     std::uint64_t value = 0;
-    for (unsigned shift = 0;; shift += 7) {
-        const std::uint8_t byte = U8();
-        if (shift < 64) {
-            value |= std::uint64_t{byte & 0x7Fu} << shift;
+    unsigned bits = 0;
+    std::uint8_t byte = 0;
+    do {
+        byte = U8();
+        if (bits < 64) {
+            value |= std::uint64_t{byte & 0x7Fu} << bits;
         }
-        if (failed_ || !(byte & 0x80)) {
-            return value;
-        }
-    }
+        bits += 7;
+    } while (!failed_ && (byte & 0x80));
+    return {value, bits};
 }
 
 std::int64_t ByteCursor::Sleb128() {
-    std::uint64_t value = 0;
-    for (unsigned shift = 0;; shift += 7) {
-        const std::uint8_t byte = U8();
-        if (shift < 64) {
-            value |= std::uint64_t{byte & 0x7Fu} << shift;
-        }
-        if (failed_) {
-            return 0;
-        }
-        if (!(byte & 0x80)) {
-            if (shift + 7 < 64 && (byte & 0x40)) {
-                value |= ~std::uint64_t{0} << (shift + 7);
-            }
-            return static_cast<std::int64_t>(value);
-        }
+    auto [value, bits] = Leb128();
+    if (bits < 64 && (value >> (bits - 1) & 1)) {
+        value |= ~std::uint64_t{0} << bits;
     }
+    return static_cast<std::int64_t>(value);
 }
 
 std::string_view ByteCursor::CString() {

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <span>
 #include <string_view>
+#include <utility>
 
 namespace LumoDump {
 
@@ -23,7 +24,7 @@ class ByteCursor {
     std::uint64_t U64() { return Unsigned(8); }
     // An unsigned number of 1 to 8 bytes.
     std::uint64_t Unsigned(std::size_t size);
-    std::uint64_t Uleb128();
+    std::uint64_t Uleb128() { return Leb128().first; }
     std::int64_t Sleb128();
     // The bytes up to the next zero byte, which is consumed.
     std::string_view CString();
@@ -36,6 +37,9 @@ class ByteCursor {
     bool Failed() const { return failed_; }
 
   private:
+    // The bits of a LEB128 number, and how many it had.
+    std::pair<std::uint64_t, unsigned> Leb128();
+
     std::span<const std::uint8_t> bytes_;
     std::size_t at_;
     bool failed_;
