@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 
 namespace LumoDump {
 namespace {
@@ -38,6 +39,18 @@ std::vector<std::string_view> Lines(std::string_view text) {
     return lines;
 }
 
+// A source file as the build named it, without the detour through the build folder that the
+// recorded paths take ("build/x/../../a.cpp" is "a.cpp").
+std::string SourcePath(const std::string& file) {
+    std::filesystem::path kept;
+    for (const auto& part : std::filesystem::path(file).lexically_normal()) {
+        if (!(kept.empty() && part == "..")) {
+            kept /= part;
+        }
+    }
+    return kept.generic_string();
+}
+
 std::string ModuleName(const StackFrame& frame) {
     return frame.module ? BaseName(frame.module->path) : "";
 }
@@ -55,7 +68,7 @@ std::string FrameText(std::size_t index, const StackFrame& frame) {
         text += " " + frame.place->function;
     }
     if (frame.place && !frame.place->file.empty()) {
-        text += " " + frame.place->file + ":" + std::to_string(frame.place->line);
+        text += " " + SourcePath(frame.place->file) + ":" + std::to_string(frame.place->line);
     }
     return text + (frame.scanned ? " (found by scanning the stack)\n" : "\n");
 }
@@ -131,7 +144,7 @@ std::vector<LumoTools::JsonLine> JsonReport(const Minidump& dump, const Findings
                                 .Add("module", ModuleName(frame))
                                 .Add("offset", Offset(frame))
                                 .Add("function", place.function)
-                                .Add("file", place.file)
+                                .Add("file", place.file.empty() ? "" : SourcePath(place.file))
                                 .Add("line", place.line)
                                 .Add("scanned", frame.scanned));
         }

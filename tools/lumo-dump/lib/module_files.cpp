@@ -48,9 +48,33 @@ std::vector<std::uint8_t> Contents(const std::filesystem::path& path) {
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
+// Whether the code that the dump saved of the module (around the faulting instruction) is the
+// file's code: the time stamp alone tells little, as reproducible builds leave it zero.
+bool SameCode(const PeImage& image, const Minidump& dump, const DumpModule& module) {
+    constexpr std::uint32_t kExecutable = 0x20000000;
+    constexpr std::uint32_t kWritable = 0x80000000;
+    for (const MemoryRange& range : dump.memory) {
+        const std::uint64_t rva = range.start - module.base;
+        const auto inCode = [&](const PeSection& s) {
+            return rva >= s.virtualAddress && rva - s.virtualAddress < s.virtualSize &&
+                   (s.characteristics & (kExecutable | kWritable)) == kExecutable;
+        };
+        if (range.start < module.base || rva >= module.size ||
+            std::none_of(image.Sections().begin(), image.Sections().end(), inCode)) {
+            continue;
+        }
+        const auto file = image.BytesAt(static_cast<std::uint32_t>(rva),
+                                        static_cast<std::uint32_t>(range.bytes.size()));
+        if (file && !std::equal(file->begin(), file->end(), range.bytes.begin())) {
+            return false;
+        }
+    }
+    return true;
+}
+
 // The image in `bytes` if it is the module's very build, or why not.
 std::variant<PeImage, std::string> SameBuild(const std::vector<std::uint8_t>& bytes,
-                                             const DumpModule& module) {
+                                             const Minidump& dump, const DumpModule& module) {
     auto read = PeImage::Read(bytes);
     if (const PeImage* image = std::get_if<PeImage>(&read);
         image &&
@@ -59,17 +83,22 @@ std::variant<PeImage, std::string> SameBuild(const std::vector<std::uint8_t>& by
                Hex(image->SizeOfImage()) + "; the dump's: " + Hex(module.timeDateStamp) + ", " +
                Hex(module.size) + ")";
     }
+    if (const PeImage* image = std::get_if<PeImage>(&read);
+        image && !SameCode(*image, dump, module)) {
+        return std::string("another build (its code differs from the dump's)");
+    }
     return read;
 }
 
 // Names and lines from the debug file beside the program file, else from the program file.
-void ReadSymbols(ModuleFile& file, const DumpModule& module, std::vector<std::string>& passedOver) {
+void ReadSymbols(ModuleFile& file, const Minidump& dump, const DumpModule& module,
+                 std::vector<std::string>& passedOver) {
     std::filesystem::path debug = file.path;
     debug += ".debug";
     const PeImage* source = &*file.image;
     if (std::filesystem::exists(debug)) {
         file.debugBytes = Contents(debug);
-        auto read = SameBuild(file.debugBytes, module);
+        auto read = SameBuild(file.debugBytes, dump, module);
         if (auto* image = std::get_if<PeImage>(&read)) {
             source = &file.debugImage.emplace(std::move(*image));
         } else {
@@ -96,7 +125,7 @@ ModuleFiles ModuleFiles::Find(const Minidump& dump,
                 auto file = std::make_unique<ModuleFile>();
                 file->path = path;
                 file->bytes = Contents(path);
-                auto read = SameBuild(file->bytes, module);
+                auto read = SameBuild(file->bytes, dump, module);
                 if (const auto* why = std::get_if<std::string>(&read)) {
                     files.passedOver_.push_back(path.string() + ": " + *why);
                     continue;
@@ -108,7 +137,7 @@ ModuleFiles ModuleFiles::Find(const Minidump& dump,
                                     return image.BytesAt(rva, size);
                                 },
                                 table.rva, table.size};
-                ReadSymbols(*file, module, files.passedOver_);
+                ReadSymbols(*file, dump, module, files.passedOver_);
                 files.byBase_[module.base] = std::move(file);
                 break;
             }
