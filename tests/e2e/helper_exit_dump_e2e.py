@@ -78,8 +78,9 @@ class HelperExitDumpTest(WineTest):
             ["x86_64-w64-mingw32-addr2line", "-f", "-C", "-e", program, hex(at)],
             capture_output=True, text=True, check=True).stdout.split("\n")[:2]
         file, line = place.rsplit(":", 1)
-        self.assertEqual((frame["function"], os.path.basename(frame["file"]), frame["line"]),
-                         (function, os.path.basename(file), int(line.split()[0])), frames)
+        self.assertEqual((os.path.basename(frame["file"]), frame["line"]),
+                         (os.path.basename(file), int(line.split()[0])), frames)
+        self.assertIn(function, frame["function"])  # the tool may leave out scope and types
         return frame, frames
 
     def test_a_fault_in_the_guarded_run_is_walked_to_its_function_and_line(self):
@@ -159,6 +160,7 @@ class HelperExitDumpTest(WineTest):
         reader = self.launch.run("lumo-dump", "lumo-dump.exe", ["--json", windows_path(dump)])
         self.assertEqual(reader.finish(), 0, reader.text())
         self.assertEqual(reader.wait_for("exception")["code"], GCC_CXX_EXCEPTION)
+        self.assertEqual(reader.wait_for("thrown")["type"], "std::runtime_error")
         # Raised in a system DLL that is not at hand: our frames are reached by the scan.
         frame, frames = self.first_frame_in_our_code(
             reader, os.path.join(self.launch.bin, "throwing-helper.exe"))

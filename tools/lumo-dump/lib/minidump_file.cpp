@@ -1,5 +1,6 @@
 #include "tools/lumo-dump/lib/minidump_file.h"
 
+#include <algorithm>
 #include <array>
 #include <set>
 #include <utility>
@@ -207,17 +208,25 @@ std::variant<Minidump, std::string> ReadMinidump(Bytes file) {
             return *std::move(why);
         }
     }
+    std::stable_sort(dump.memory.begin(), dump.memory.end(),
+                     [](const MemoryRange& a, const MemoryRange& b) { return a.start < b.start; });
     return dump;
 }
 
 std::optional<Bytes> MemoryAt(const Minidump& dump, std::uint64_t address, std::size_t size) {
-    for (const MemoryRange& range : dump.memory) {
-        if (address >= range.start && address - range.start <= range.bytes.size() &&
-            size <= range.bytes.size() - (address - range.start)) {
-            return range.bytes.subspan(address - range.start, size);
-        }
+    // The last range that starts at or before the address (ranges do not overlap).
+    const auto after =
+        std::upper_bound(dump.memory.begin(), dump.memory.end(), address,
+                         [](std::uint64_t a, const MemoryRange& range) { return a < range.start; });
+    if (after == dump.memory.begin()) {
+        return std::nullopt;
     }
-    return std::nullopt;
+    const MemoryRange& range = *std::prev(after);
+    if (address - range.start > range.bytes.size() ||
+        size > range.bytes.size() - (address - range.start)) {
+        return std::nullopt;
+    }
+    return range.bytes.subspan(address - range.start, size);
 }
 
 const DumpModule* ModuleAt(const Minidump& dump, std::uint64_t address) {
