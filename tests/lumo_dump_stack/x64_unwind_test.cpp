@@ -195,6 +195,7 @@ TEST(X64Unwind, AReturnAddressFollowsACallInstruction) {
         {{0xE8, 1, 2, 3, 4}, true},              // call rel32
         {{0xFF, 0xD0}, true},                    // call rax
         {{0x41, 0xFF, 0xD3}, true},              // call r11
+        {{0xFF, 0xD4}, true},                    // call rsp
         {{0xFF, 0x10}, true},                    // call [rax]
         {{0xFF, 0x50, 0x08}, true},              // call [rax + 8]
         {{0xFF, 0x54, 0x24, 0x08}, true},        // call [rsp + 8]
