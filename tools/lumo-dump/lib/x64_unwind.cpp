@@ -19,7 +19,7 @@ enum Op : std::uint8_t {
     kSetFramePointer,
     kSaveNonvolatile,
     kSaveNonvolatileFar,
-    kEpilogOrSaveXmm,  // version 2: an epilogue's description; version 1: an xmm save
+    kEpilogOrSaveXmm,  // version 2: where an epilogue lies; version 1: an xmm save
     kSpareOrSaveXmmFar,
     kSaveXmm128,
     kSaveXmm128Far,
@@ -228,7 +228,7 @@ Unwound UnwindFrame(const UnwindImage& image, std::uint32_t rva, bool atInstruct
         if (!codes) {
             return Unwound::kBadUnwindData;
         }
-        // Version 2 adds epilogue descriptions, which only tell where epilogues are.
+        // Version 2 adds codes that only tell where epilogues lie.
         if (auto end = unwinder.Apply(
                 *codes, (*header)[3],
                 prologOffset && *prologOffset < (*header)[1] ? prologOffset : std::nullopt)) {
