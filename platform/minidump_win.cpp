@@ -5,8 +5,47 @@
 
 #include <dbghelp.h>
 
+#include <cstring>
+
 namespace Orvane::Platform {
 namespace {
+
+// GCC raises a C++ exception with its _Unwind_Exception, which ends libstdc++'s exception
+// header on the heap; the thrown type is the header's first word. The dump type saves no
+// heap (and Wine's writer adds no memory a callback asks for), so the header travels in a
+// stream of its own, as records of start, size and bytes: a reader can then name the type.
+// For a rethrown exception_ptr the header is a dependent one, whose first word points at
+// the thrown object; the object's own header goes along.
+constexpr ULONG kSavedMemoryStream = 0x10001;
+constexpr DWORD kGccCxxException = 0x20474343;
+constexpr ULONG64 kDependentClass = 0x474E5543432B2B01;  // "GNUCC++\x01"
+constexpr ULONG kHeaderSize = 144;                       // the thrown object follows it
+constexpr ULONG64 kUnwindPartAt = 80;
+
+struct SavedHeaders {
+    unsigned char bytes[2 * (12 + kHeaderSize)];
+    ULONG size = 0;
+
+    void Add(ULONG64 start) {
+        std::memcpy(bytes + size, &start, 8);
+        std::memcpy(bytes + size + 8, &kHeaderSize, 4);
+        std::memcpy(bytes + size + 12, reinterpret_cast<const void*>(start), kHeaderSize);
+        size += 12 + kHeaderSize;
+    }
+};
+
+SavedHeaders CxxExceptionHeaders(const ExceptionPointers* exception) {
+    SavedHeaders saved;
+    const EXCEPTION_RECORD* record = exception ? exception->ExceptionRecord : nullptr;
+    if (!record || record->ExceptionCode != kGccCxxException || record->NumberParameters < 1 ||
+        record->ExceptionInformation[0] == 0)
+        return saved;
+    const ULONG64 unwindPart = record->ExceptionInformation[0];
+    saved.Add(unwindPart - kUnwindPartAt);
+    if (*reinterpret_cast<const ULONG64*>(unwindPart) == kDependentClass)
+        saved.Add(*reinterpret_cast<const ULONG64*>(unwindPart - kUnwindPartAt) - kHeaderSize);
+    return saved;
+}
 
 // Keeps every thread and module with what the dump type asks for; adds no memory ranges of
 // its own and never cancels, so a dump from a failing process stays as small and as quick
@@ -41,13 +80,16 @@ class Win32MiniDumpWriter final : public MiniDumpWriter {
                   ExceptionPointers* exception, const DumpUserStream* userStream,
                   std::uint32_t& lastError) override {
         MINIDUMP_EXCEPTION_INFORMATION exceptionInfo{threadId, exception, FALSE};
-        MINIDUMP_USER_STREAM stream{};
-        MINIDUMP_USER_STREAM_INFORMATION streams{0, &stream};
+        MINIDUMP_USER_STREAM stream[2]{};
+        MINIDUMP_USER_STREAM_INFORMATION streams{0, stream};
+        SavedHeaders saved = CxxExceptionHeaders(exception);
         if (userStream) {
-            stream.Type = userStream->type;
-            stream.BufferSize = userStream->size;
-            stream.Buffer = const_cast<void*>(userStream->buffer);
-            streams.UserStreamCount = 1;
+            stream[0].Type = userStream->type;
+            stream[0].BufferSize = userStream->size;
+            stream[0].Buffer = const_cast<void*>(userStream->buffer);
+            // Only beside the flow log: the write without it is the plainest there is.
+            stream[1] = {kSavedMemoryStream, saved.size, saved.bytes};
+            streams.UserStreamCount = saved.size ? 2 : 1;
         }
         MINIDUMP_CALLBACK_INFORMATION callback{KeepEverythingListed, nullptr};
         const BOOL result = MiniDumpWriteDump(

@@ -3,9 +3,12 @@
 starts the real helper and tells it to end; debug-listen reads its debugger texts. The
 registry value is set with the system's own tool and the log folder is looked at from
 outside: only value 1 with the folder present gives one exit log, holding that run's flow.
-A helper whose service callback throws leaves a crash dump beside it."""
+A helper whose service callback throws leaves a crash dump beside it, and lumo-dump walks the
+dump's stack to the place in our code, which the toolchain's own address-to-line tool names
+too."""
 import os
 import re
+import subprocess
 import time
 from itertools import groupby
 
@@ -18,6 +21,14 @@ DONE = "Talvex | FlowLogDumpOnExitHelper - done."
 ENTRY = re.compile(r"^% (\S+).* in_class LumoDiscoveryPluginHelper at (\S+) for_object ")
 CALENDAR = re.compile(r" is approximately \d+ms past (.+)$")
 GCC_CXX_EXCEPTION = 0x20474343
+ACCESS_VIOLATION = 0xC0000005
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+
+
+def source_line(path, marker):
+    """The number of the one line of a source file that holds the marker."""
+    with open(os.path.join(ROOT, path)) as source:
+        return next(n for n, line in enumerate(source, 1) if marker in line)
 
 
 class HelperExitDumpTest(WineTest):
@@ -50,6 +61,43 @@ class HelperExitDumpTest(WineTest):
         texts = [r["text"] for r in listener.events("text", pid=pid)]
         self.assertEqual([t for t in texts if t in (CHECKING, DONE)], [CHECKING, DONE])
         return sorted(self.machine.files() - before)
+
+    def first_frame_in_our_code(self, reader, program):
+        """The faulting thread's first frame whose source file is in this tree, checked
+        against the toolchain's address-to-line tool on the program file."""
+        thread = reader.wait_for("exception")["threadId"]
+        frames = reader.events("frame", threadId=thread)
+        ours = [f for f in frames if f["file"] and os.path.isfile(os.path.join(ROOT, f["file"]))]
+        self.assertTrue(ours, frames)
+        frame = ours[0]
+        headers = subprocess.run(["x86_64-w64-mingw32-objdump", "-p", program],
+                                 capture_output=True, text=True, check=True).stdout
+        base = int(re.search(r"^ImageBase\s+([0-9a-fA-F]+)", headers, re.M).group(1), 16)
+        at = base + frame["offset"] - (frame["index"] > 0)  # a return address: its call
+        function, place = subprocess.run(
+            ["x86_64-w64-mingw32-addr2line", "-f", "-C", "-e", program, hex(at)],
+            capture_output=True, text=True, check=True).stdout.split("\n")[:2]
+        file, line = place.rsplit(":", 1)
+        self.assertEqual((os.path.basename(frame["file"]), frame["line"]),
+                         (os.path.basename(file), int(line.split()[0])), frames)
+        self.assertIn(function, frame["function"])  # the tool may leave out scope and types
+        return frame, frames
+
+    def test_a_fault_in_the_guarded_run_is_walked_to_its_function_and_line(self):
+        self.machine.provide_folder(True)
+        before = self.machine.files()
+        self.launch.run("faulting-run", "faulting-run.exe", []).finish()
+        [dump] = [os.path.join(self.machine.folder, n) for n in self.machine.files() - before]
+        reader = self.launch.run("lumo-dump", "lumo-dump.exe", ["--json", windows_path(dump)])
+        self.assertEqual(reader.finish(), 0, reader.text())
+        self.assertEqual(reader.wait_for("exception")["code"], ACCESS_VIOLATION)
+        frame, _ = self.first_frame_in_our_code(
+            reader, os.path.join(self.launch.bin, "faulting-run.exe"))
+        self.assertEqual((frame["index"], frame["scanned"]), (0, False))
+        self.assertIn("WriteThroughNull", frame["function"])
+        self.assertEqual((os.path.basename(frame["file"]), frame["line"]),
+                         ("faulting_run_win.cpp",
+                          source_line("tests/e2e/faulting_run_win.cpp", "// the fault")))
 
     def test_value_one_writes_that_runs_flow_log(self):
         new = self.run_helper(1, folder_present=True)
@@ -111,6 +159,13 @@ class HelperExitDumpTest(WineTest):
         reader = self.launch.run("lumo-dump", "lumo-dump.exe", ["--json", windows_path(dump)])
         self.assertEqual(reader.finish(), 0, reader.text())
         self.assertEqual(reader.wait_for("exception")["code"], GCC_CXX_EXCEPTION)
+        self.assertEqual(reader.wait_for("thrown")["type"], "std::runtime_error")
+        # Raised in a system DLL that is not at hand: our frames are reached by the scan.
+        frame, frames = self.first_frame_in_our_code(
+            reader, os.path.join(self.launch.bin, "throwing-helper.exe"))
+        self.assertEqual(frame["function"], "Orvane::Platform::ThrowKeptException()")
+        self.assertEqual(frame["line"], source_line("platform/kept_exception.cpp", "rethrow_exception"))
+        self.assertTrue(next(f for f in frames if f["module"] == "throwing-helper.exe")["scanned"])
         at_crash = [r["line"] for r in reader.events("flow")]
         with open(log, "rb") as exit_log:
             at_exit = exit_log.read().decode("latin-1").split("\r\n")

@@ -1,16 +1,51 @@
 // Any file handed to lumo-dump: the reader checks every offset and size against the bytes
-// it was given, and the report of whatever it accepts reads only what the reader kept.
+// it was given, and the report of whatever it accepts reads only what the reader kept. The
+// stacks are walked with the dump's own bytes as the only memory and as every module's
+// unwind data.
 #include <cstddef>
 #include <cstdint>
 #include <variant>
 
 #include "tools/lumo-dump/lib/dump_report.h"
 
+namespace {
+
+class InputAsModules final : public LumoDump::ModuleData {
+  public:
+    explicit InputAsModules(std::span<const std::uint8_t> input)
+        : unwind_{[input](std::uint32_t rva,
+                          std::uint32_t size) -> std::optional<std::span<const std::uint8_t>> {
+                      if (rva > input.size() || size > input.size() - rva) {
+                          return std::nullopt;
+                      }
+                      return input.subspan(rva, size);
+                  },
+                  0, static_cast<std::uint32_t>(input.size())} {}
+
+    const LumoDump::PeImage* Image(const LumoDump::DumpModule&) const override { return nullptr; }
+    const LumoDump::UnwindImage* Unwind(const LumoDump::DumpModule&) const override {
+        return &unwind_;
+    }
+    std::optional<LumoDump::SourcePlace> Place(const LumoDump::DumpModule&,
+                                               std::uint32_t) const override {
+        return std::nullopt;
+    }
+
+  private:
+    LumoDump::UnwindImage unwind_;
+};
+
+}  // namespace
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const auto read = LumoDump::ReadMinidump({data, size});
     if (const auto* dump = std::get_if<LumoDump::Minidump>(&read)) {
-        LumoDump::TextReport(*dump);
-        LumoDump::JsonReport(*dump);
+        const InputAsModules modules({data, size});
+        const LumoDump::Findings findings{LumoDump::CxxThrownType(*dump, modules),
+                                          LumoDump::ThreadStacks(*dump, modules, true),
+                                          {}};
+        LumoDump::TextReport(*dump, findings);
+        LumoDump::JsonReport(*dump, findings);
     }
     return 0;
 }

@@ -1,6 +1,8 @@
-// lumo-dump: what a crash dump of the helper holds, without a debugger: the exception, the
+// lumo-dump: what a crash dump of the helper holds, without a debugger: the exception and
+// the stack of the thread that raised it, named from the program files beside the dump, the
 // time it was written and the flow log, as text or as JSON lines.
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -8,25 +10,70 @@
 
 #include "tools/common/version.h"
 #include "tools/lumo-dump/lib/dump_report.h"
+#include "tools/lumo-dump/lib/module_files.h"
 
 namespace {
 
-const char kUsage[] = R"(usage: lumo-dump [--json] FILE.dmp
+const char kUsage[] = R"usage(usage: lumo-dump [--json] [--threads] [--modules DIR]... FILE.dmp
        lumo-dump --version | --help
 
 Prints what a crash dump of LumoDiscoveryHelper holds: the exception (its code, with its
-name where it is a well-known one, its address and thread), the time the dump was written,
-and the flow log as the exit log shows it. With --json, one JSON object a line:
+name where it is a well-known one, its address and thread), for a C++ exception the type
+it threw where the dump holds the object, the time the dump was written, the stack of the
+thread that raised it (with --threads, of every thread), and the flow log as the exit log
+shows it.
+
+Each frame of a stack gives its address, its module and the offset in it, and, where the
+module's program file is at hand, the function and the source file and line. The program
+files are looked for in each --modules DIR in turn; by default in the dump's own folder,
+then in the folder of lumo-dump. A file counts only when it is the build that wrote the
+dump (same time stamp and image size). Names and lines come from "<file>.debug" beside
+the program file (the release ships LumoDiscoveryHelper.exe.debug), else from the file
+itself. Frames are found by the program files' unwind data; a frame in a module whose file
+is not at hand (such as the system's DLLs) is passed by scanning its stack for the first
+return address into a file at hand, and the frame found so is marked "(found by scanning
+the stack)".
+
+With --json, one JSON object a line:
   {"event":"exception","code":N,"name":TEXT,"address":N,"threadId":N}
+  {"event":"thrown","type":TEXT,"whyUnknown":TEXT}    for a C++ exception (GCC)
   {"event":"written","utc":TEXT,"seconds":N}
+  {"event":"passed-over","file":TEXT}   a program file of a module's name that was not used
+  {"event":"frame","threadId":N,"index":N,"address":N,"module":TEXT,"offset":N,
+   "function":TEXT,"file":TEXT,"line":N,"scanned":BOOL}   one for each frame, top first
   {"event":"flow","line":TEXT}          one for each line of the flow log
 Exit status: 0, or 2 for a bad command line or a file that is not a readable minidump (one
 line on stderr says why).
-)";
+)usage";
 
 int Fail(const std::string& why) {
     std::fprintf(stderr, "lumo-dump: %s\n", why.c_str());
     return 2;
+}
+
+struct Options {
+    bool json = false;
+    bool threads = false;
+    std::vector<std::filesystem::path> folders;
+    std::vector<std::string> files;
+};
+
+std::optional<Options> Parse(const std::vector<std::string>& arguments) {
+    Options options;
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        if (arguments[i] == "--json") {
+            options.json = true;
+        } else if (arguments[i] == "--threads") {
+            options.threads = true;
+        } else if (arguments[i] == "--modules" && i + 1 < arguments.size()) {
+            options.folders.emplace_back(arguments[++i]);
+        } else if (arguments[i].starts_with("--")) {
+            return std::nullopt;
+        } else {
+            options.files.push_back(arguments[i]);
+        }
+    }
+    return options.files.size() == 1 ? std::optional(options) : std::nullopt;
 }
 
 }  // namespace
@@ -40,12 +87,12 @@ int main(int argc, char** argv) {
     if (LumoTools::PrintVersionIfAsked("lumo-dump", argc, argv)) {
         return 0;
     }
-    const bool json = !arguments.empty() && arguments[0] == "--json";
-    if (arguments.size() != (json ? 2u : 1u)) {
+    auto options = Parse(arguments);
+    if (!options) {
         std::fputs(kUsage, stderr);
         return 2;
     }
-    const std::string& path = arguments.back();
+    const std::string& path = options->files.front();
     std::ifstream in(path, std::ios::binary);
     if (!in) {
         return Fail("cannot read " + path);
@@ -57,12 +104,26 @@ int main(int argc, char** argv) {
         return Fail(path + ": " + *why);
     }
     const auto& dump = std::get<LumoDump::Minidump>(read);
-    if (json) {
-        for (const auto& line : LumoDump::JsonReport(dump)) {
+    if (options->folders.empty()) {
+        const auto absolute = [](const std::filesystem::path& p) {
+            std::error_code error;
+            const auto full = std::filesystem::absolute(p, error);
+            return error ? p.parent_path() : full.parent_path();
+        };
+        options->folders = {absolute(path), absolute(argv[0])};
+    }
+    const auto files = LumoDump::ModuleFiles::Find(dump, options->folders);
+    const LumoDump::Findings findings{LumoDump::CxxThrownType(dump, files),
+                                      LumoDump::ThreadStacks(dump, files, options->threads),
+                                      files.PassedOver()};
+    if (options->json) {
+        for (const auto& line : LumoDump::JsonReport(dump, findings)) {
             std::puts(line.Text().c_str());
         }
     } else {
-        std::fputs(LumoDump::TextReport(dump).c_str(), stdout);
+        // Whole: the flow log may hold zero bytes.
+        const std::string text = LumoDump::TextReport(dump, findings);
+        std::fwrite(text.data(), 1, text.size(), stdout);
     }
     return 0;
 }

@@ -1,7 +1,10 @@
 #include "tools/lumo-dump/lib/dump_report.h"
 
+#include "tools/lumo-dump/lib/module_files.h"
+
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 
 namespace LumoDump {
 namespace {
@@ -36,9 +39,43 @@ std::vector<std::string_view> Lines(std::string_view text) {
     return lines;
 }
 
+// A source file as the build named it, without the detour through the build folder that the
+// recorded paths take ("build/x/../../a.cpp" is "a.cpp").
+std::string SourcePath(const std::string& file) {
+    std::filesystem::path kept;
+    for (const auto& part : std::filesystem::path(file).lexically_normal()) {
+        if (!(kept.empty() && part == "..")) {
+            kept /= part;
+        }
+    }
+    return kept.generic_string();
+}
+
+std::string ModuleName(const StackFrame& frame) {
+    return frame.module ? BaseName(frame.module->path) : "";
+}
+
+std::uint64_t Offset(const StackFrame& frame) {
+    return frame.module ? frame.address - frame.module->base : frame.address;
+}
+
+std::string FrameText(std::size_t index, const StackFrame& frame) {
+    std::string text = "  #" + std::to_string(index) + " " + Hex(frame.address, 16);
+    if (frame.module) {
+        text += " " + ModuleName(frame) + "+" + Hex(Offset(frame), 0);
+    }
+    if (frame.place && !frame.place->function.empty()) {
+        text += " " + frame.place->function;
+    }
+    if (frame.place && !frame.place->file.empty()) {
+        text += " " + SourcePath(frame.place->file) + ":" + std::to_string(frame.place->line);
+    }
+    return text + (frame.scanned ? " (found by scanning the stack)\n" : "\n");
+}
+
 }  // namespace
 
-std::string TextReport(const Minidump& dump) {
+std::string TextReport(const Minidump& dump, const Findings& findings) {
     std::string text;
     if (const auto& e = dump.exception) {
         const char* name = ExceptionName(e->code);
@@ -47,7 +84,21 @@ std::string TextReport(const Minidump& dump) {
     } else {
         text += "no exception record\n";
     }
+    if (const auto& thrown = findings.thrown) {
+        text += thrown->name.empty() ? "thrown type unknown: " + thrown->whyUnknown + "\n"
+                                     : "thrown " + thrown->name + "\n";
+    }
     text += "written " + Utc(dump.timeDateStamp) + "\n";
+    for (const std::string& file : findings.passedOver) {
+        text += "passed over " + file + "\n";
+    }
+    for (const ThreadStack& stack : findings.stacks) {
+        text += "stack of thread " + std::to_string(stack.threadId) +
+                (stack.frames.empty() ? ": no registers in the dump\n" : ":\n");
+        for (std::size_t i = 0; i < stack.frames.size(); ++i) {
+            text += FrameText(i, stack.frames[i]);
+        }
+    }
     if (!dump.flowLog) {
         return text + "no flow log (written without its stream)\n";
     }
@@ -57,7 +108,7 @@ std::string TextReport(const Minidump& dump) {
     return text;
 }
 
-std::vector<LumoTools::JsonLine> JsonReport(const Minidump& dump) {
+std::vector<LumoTools::JsonLine> JsonReport(const Minidump& dump, const Findings& findings) {
     std::vector<LumoTools::JsonLine> lines;
     if (const auto& e = dump.exception) {
         const char* name = ExceptionName(e->code);
@@ -68,10 +119,36 @@ std::vector<LumoTools::JsonLine> JsonReport(const Minidump& dump) {
                             .Add("address", e->address)
                             .Add("threadId", e->threadId));
     }
+    if (const auto& thrown = findings.thrown) {
+        lines.push_back(LumoTools::JsonLine()
+                            .Add("event", "thrown")
+                            .Add("type", thrown->name)
+                            .Add("whyUnknown", thrown->whyUnknown));
+    }
     lines.push_back(LumoTools::JsonLine()
                         .Add("event", "written")
                         .Add("utc", Utc(dump.timeDateStamp))
                         .Add("seconds", dump.timeDateStamp));
+    for (const std::string& file : findings.passedOver) {
+        lines.push_back(LumoTools::JsonLine().Add("event", "passed-over").Add("file", file));
+    }
+    for (const ThreadStack& stack : findings.stacks) {
+        for (std::size_t i = 0; i < stack.frames.size(); ++i) {
+            const StackFrame& frame = stack.frames[i];
+            const SourcePlace place = frame.place.value_or(SourcePlace{"", "", 0});
+            lines.push_back(LumoTools::JsonLine()
+                                .Add("event", "frame")
+                                .Add("threadId", stack.threadId)
+                                .Add("index", i)
+                                .Add("address", frame.address)
+                                .Add("module", ModuleName(frame))
+                                .Add("offset", Offset(frame))
+                                .Add("function", place.function)
+                                .Add("file", place.file.empty() ? "" : SourcePath(place.file))
+                                .Add("line", place.line)
+                                .Add("scanned", frame.scanned));
+        }
+    }
     for (const std::string_view line : Lines(dump.flowLog.value_or(""))) {
         lines.push_back(LumoTools::JsonLine().Add("event", "flow").Add("line", line));
     }

@@ -1,6 +1,6 @@
-// What lumo-dump prints of a crash dump, as text or as JSON lines: the exception, the time
-// the dump was written, and the flow log as the exit log shows it (the stream holds that
-// very text).
+// What lumo-dump prints of a crash dump, as text or as JSON lines: the exception and what it
+// threw, the time the dump was written, the stacks, and the flow log as the exit log shows
+// it (the stream holds that very text).
 #pragma once
 
 #include <string>
@@ -8,10 +8,18 @@
 
 #include "tools/common/json_line.h"
 #include "tools/lumo-dump/lib/minidump_file.h"
+#include "tools/lumo-dump/lib/thread_stacks.h"
 
 namespace LumoDump {
 
-std::string TextReport(const Minidump& dump);
-std::vector<LumoTools::JsonLine> JsonReport(const Minidump& dump);
+// What the files at hand add to the dump.
+struct Findings {
+    std::optional<ThrownType> thrown;
+    std::vector<ThreadStack> stacks;
+    std::vector<std::string> passedOver;  // module files not used, and why
+};
+
+std::string TextReport(const Minidump& dump, const Findings& findings);
+std::vector<LumoTools::JsonLine> JsonReport(const Minidump& dump, const Findings& findings);
 
 }  // namespace LumoDump

@@ -1,0 +1,239 @@
+// The unwinder over hand-made unwind data: one image whose function table holds one function
+// at 0x1000..0x1100 with its unwind information at 0x200, and a stack at 0x8000.
+#include "tools/lumo-dump/lib/x64_unwind.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "tools/lumo-dump/lib/stack_walk.h"
+
+namespace LumoDump {
+namespace {
+
+constexpr std::uint64_t kRsp = 0x8000;
+constexpr std::uint64_t kReturn = 0x140001234;
+constexpr std::uint64_t kSavedRbx = 0xB0B0;
+constexpr int kRbx = 3;
+constexpr int kRbp = 5;
+
+struct Image {
+    std::vector<std::uint8_t> bytes = std::vector<std::uint8_t>(0x2000, 0x90);
+
+    void Put(std::uint32_t rva, std::vector<std::uint8_t> data) {
+        std::copy(data.begin(), data.end(), bytes.begin() + rva);
+    }
+    UnwindImage Unwind() const {
+        return {[this](std::uint32_t rva,
+                       std::uint32_t size) -> std::optional<std::span<const std::uint8_t>> {
+                    if (rva > bytes.size() || size > bytes.size() - rva) {
+                        return std::nullopt;
+                    }
+                    return std::span(bytes).subspan(rva, size);
+                },
+                0x100, 12};
+    }
+};
+
+Image WithFunction(std::vector<std::uint8_t> unwindInfo) {
+    Image image;
+    image.Put(0x100, {0x00, 0x10, 0, 0, 0x00, 0x11, 0, 0, 0x00, 0x02, 0, 0});
+    image.Put(0x200, std::move(unwindInfo));
+    return image;
+}
+
+StackBytes StackOf(const std::vector<std::uint64_t>& slots, std::uint64_t at = kRsp) {
+    return [slots, at](std::uint64_t address) -> std::optional<std::uint64_t> {
+        if (address < at || (address - at) / 8 >= slots.size()) {
+            return std::nullopt;
+        }
+        return slots[(address - at) / 8];
+    };
+}
+
+// push rbx at 1, sub rsp, 0x20 at 5
+const std::vector<std::uint8_t> kPushAndAllocate{1, 5, 2, 0, 5, 0x32, 1, 0x30};
+// push rbp at 1, sub rsp, 0x30 at 5, lea rbp, [rsp + 0x10] at 10, mov [rbp - 0x10 + 24], rbx
+const std::vector<std::uint8_t> kFramePointer{1, 14, 5,    0x15, 14,   0x34, 3,
+                                              0, 10, 0x03, 5,    0x52, 1,    0x50};
+constexpr std::uint64_t kFrameBase = kRsp + 0x40;  // rbp - 0x10: below it, a dynamic allocation
+
+TEST(X64Unwind, UndoesEachCodeOfTheFunctionsUnwindInformation) {
+    const std::uint64_t x = 0xEEEE;
+    struct Case {
+        const char* name;
+        std::vector<std::uint8_t> info;
+        std::uint32_t rva;
+        bool atInstruction;
+        std::vector<std::uint64_t> stack;
+        Unwound how;
+        std::uint64_t rip = kReturn;
+        std::uint64_t rsp = 0;
+        std::uint64_t rbx = kSavedRbx;
+        std::uint16_t known = 0xFFFF;
+    };
+    const std::vector<std::uint64_t> framed{x, x, x, x,         x, x, x,    x,
+                                            x, x, x, kSavedRbx, x, x, 0xBB, kReturn};
+    const Case cases[] = {
+        {"push and small allocation",
+         kPushAndAllocate,
+         0x1010,
+         true,
+         {x, x, x, x, kSavedRbx, kReturn},
+         Unwound::kCaller,
+         kReturn,
+         kRsp + 0x30},
+        {"inside the prologue, only what ran",
+         kPushAndAllocate,
+         0x1001,
+         true,
+         {kSavedRbx, kReturn},
+         Unwound::kCaller,
+         kReturn,
+         kRsp + 0x10},
+        {"a return address is past its prologue",
+         kPushAndAllocate,
+         0x1001,
+         false,
+         {x, x, x, x, kSavedRbx, kReturn},
+         Unwound::kCaller,
+         kReturn,
+         kRsp + 0x30},
+        {"a return address at the function's end is the call's",
+         kPushAndAllocate,
+         0x1100,
+         false,
+         {x, x, x, x, kSavedRbx, kReturn},
+         Unwound::kCaller,
+         kReturn,
+         kRsp + 0x30},
+        {"large allocation in eighths",
+         {1, 0, 2, 0, 0, 0x01, 2, 0},
+         0x1010,
+         true,
+         {x, x, kReturn},
+         Unwound::kCaller,
+         kReturn,
+         kRsp + 0x18,
+         0x1111},
+        {"large allocation in bytes",
+         {1, 0, 3, 0, 0, 0x11, 0x18, 0, 0, 0},
+         0x1010,
+         true,
+         {x, x, x, kReturn},
+         Unwound::kCaller,
+         kReturn,
+         kRsp + 0x20,
+         0x1111},
+        {"saves addressed from the frame pointer", kFramePointer, 0x1020, true, framed,
+         Unwound::kCaller, kReturn, kFrameBase + 0x40},
+        {"far save; xmm saves skipped by their size",
+         {1, 9, 9, 0, 9, 0x69, 0, 1, 0, 0, 9, 0x78, 1, 0, 9, 0x35, 8, 0, 0, 0, 4, 0x22},
+         0x1010,
+         true,
+         {x, kSavedRbx, x, kReturn},
+         Unwound::kCaller,
+         kReturn,
+         kRsp + 0x20},
+        {"machine frame with an error code",
+         {1, 0, 1, 0, 0, 0x1A},
+         0x1010,
+         true,
+         {x, 0x140002000, 0x33, 0x246, 0x9000, 0x2B},
+         Unwound::kInterrupted,
+         0x140002000,
+         0x9000,
+         0x1111},
+        {"chained to the function's main entry",
+         {0x21, 0, 1, 0, 0, 0x12, 0, 0, 0x00, 0x10, 0, 0, 0x00, 0x11, 0, 0, 0x40, 0x02, 0, 0},
+         0x1050,
+         false,
+         {x, x, kSavedRbx, kReturn},
+         Unwound::kCaller,
+         kReturn,
+         kRsp + 0x20},
+        {"leaf function, no entry",
+         kPushAndAllocate,
+         0x1800,
+         true,
+         {kReturn},
+         Unwound::kCaller,
+         kReturn,
+         kRsp + 8,
+         0x1111},
+        {"unknown operation", {1, 0, 1, 0, 0, 0x0B}, 0x1010, true, {}, Unwound::kBadUnwindData},
+        {"operation cut short", {1, 0, 1, 0, 0, 0x01}, 0x1010, true, {}, Unwound::kBadUnwindData},
+        {"unknown version", {3, 0, 0, 0}, 0x1010, true, {}, Unwound::kBadUnwindData},
+        {"stack not in the dump", kPushAndAllocate, 0x1010, true, {x, x}, Unwound::kStackNotInDump},
+        {"frame pointer not known", kFramePointer, 0x1020, true, framed, Unwound::kRegisterUnknown,
+         0, 0, 0, 1 << Registers::kRsp},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Image image = WithFunction(c.info);
+        image.Put(0x240, {1, 1, 1, 0, 1, 0x30});  // the chained row's main entry: push rbx
+        Registers registers;
+        registers.value[Registers::kRsp] = kRsp;
+        registers.value[kRbx] = 0x1111;
+        registers.value[kRbp] = kFrameBase + 0x10;
+        registers.known = c.known;
+        EXPECT_EQ(UnwindFrame(image.Unwind(), c.rva, c.atInstruction, registers, StackOf(c.stack)),
+                  c.how);
+        if (c.how == Unwound::kCaller || c.how == Unwound::kInterrupted) {
+            EXPECT_EQ(registers.rip, c.rip);
+            EXPECT_EQ(registers.value[Registers::kRsp], c.rsp);
+            EXPECT_EQ(registers.value[kRbx], c.rbx);
+        }
+    }
+}
+
+TEST(X64Unwind, AReturnAddressFollowsACallInstruction) {
+    const struct {
+        std::vector<std::uint8_t> before;
+        bool call;
+    } cases[] = {
+        {{0xE8, 1, 2, 3, 4}, true},              // call rel32
+        {{0xFF, 0xD0}, true},                    // call rax
+        {{0x41, 0xFF, 0xD3}, true},              // call r11
+        {{0xFF, 0xD4}, true},                    // call rsp
+        {{0xFF, 0x10}, true},                    // call [rax]
+        {{0xFF, 0x50, 0x08}, true},              // call [rax + 8]
+        {{0xFF, 0x54, 0x24, 0x08}, true},        // call [rsp + 8]
+        {{0xFF, 0x15, 1, 2, 3, 4}, true},        // call [rip + disp32]
+        {{0xFF, 0x90, 1, 2, 3, 4}, true},        // call [rax + disp32]
+        {{0xFF, 0x14, 0x25, 1, 2, 3, 4}, true},  // call [disp32]
+        {{0xFF, 0x94, 0x24, 1, 2, 3, 4}, true},  // call [rsp + disp32]
+        {{0xFF, 0xE0}, false},                   // jmp rax
+        {{0xFF, 0x15, 1, 2, 3}, false},          // too short for its form
+        {{0xE8, 1, 2, 3, 4, 0x90}, false},       // an instruction after the call
+        {{0x48, 0x89, 0xC3}, false},             // mov rbx, rax
+    };
+    for (const auto& c : cases) {
+        Image image;
+        image.Put(static_cast<std::uint32_t>(0x1010 - c.before.size()), c.before);
+        EXPECT_EQ(FollowsCall(image.Unwind().bytesAt, 0x1010), c.call)
+            << ::testing::PrintToString(c.before);
+    }
+}
+
+TEST(StackWalk, FromAModuleNotAtHandScansToACallThenWalksByRuleToTheEnd) {
+    Image image = WithFunction(kPushAndAllocate);
+    image.Put(0x1020, {0xE8, 0, 0, 0, 0});
+    const UnwindImage unwind = image.Unwind();
+    const WalkModule modules[] = {{0x7B000000, 0x10000, nullptr}, {0x140000000, 0x2000, &unwind}};
+    const std::uint64_t x = 0xEEEE;
+    const std::vector<std::uint64_t> stack{0x140001010, 0x7B001000, 0x140001025, x,           x,
+                                           x,           x,          kSavedRbx,   0x140001800, 0};
+    Registers top;
+    top.rip = 0x7B000100;
+    top.value[Registers::kRsp] = kRsp;
+    std::vector<std::pair<std::uint64_t, bool>> walked;
+    for (const WalkedFrame& frame : WalkStack(top, modules, StackOf(stack))) {
+        walked.emplace_back(frame.address, frame.scanned);
+    }
+    EXPECT_EQ(walked, (std::vector<std::pair<std::uint64_t, bool>>{
+                          {0x7B000100, false}, {0x140001025, true}, {0x140001800, false}}));
+}
+
+}  // namespace
+}  // namespace LumoDump

@@ -1,0 +1,172 @@
+#include "tools/lumo-dump/lib/module_files.h"
+
+#include <algorithm>
+#include <cctype>
+#include <fstream>
+#include <iterator>
+
+namespace LumoDump {
+namespace {
+
+std::string Lower(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+}
+
+// The folder's files of that name, in any case (the system that wrote the dump ignores it).
+std::vector<std::filesystem::path> Named(const std::filesystem::path& folder,
+                                         const std::string& name) {
+    std::vector<std::filesystem::path> found;
+    std::error_code error;
+    for (std::filesystem::directory_iterator it(folder, error), end; !error && it != end;
+         it.increment(error)) {
+        if (Lower(it->path().filename().string()) == Lower(name)) {
+            found.push_back(it->path());
+        }
+    }
+    return found;
+}
+
+std::string Hex(std::uint32_t value) {
+    char text[16];
+    std::snprintf(text, sizeof text, "0x%08X", value);
+    return text;
+}
+
+}  // namespace
+
+std::string BaseName(const std::string& path) {
+    const std::size_t slash = path.find_last_of("\\/");
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+namespace {
+
+std::vector<std::uint8_t> Contents(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// Whether the code that the dump saved of the module (around the faulting instruction) is the
+// file's code: the time stamp alone tells little, as reproducible builds leave it zero.
+bool SameCode(const PeImage& image, const Minidump& dump, const DumpModule& module) {
+    constexpr std::uint32_t kExecutable = 0x20000000;
+    constexpr std::uint32_t kWritable = 0x80000000;
+    for (const MemoryRange& range : dump.memory) {
+        const std::uint64_t rva = range.start - module.base;
+        const auto inCode = [&](const PeSection& s) {
+            return rva >= s.virtualAddress && rva - s.virtualAddress < s.virtualSize &&
+                   (s.characteristics & (kExecutable | kWritable)) == kExecutable;
+        };
+        if (range.start < module.base || rva >= module.size ||
+            std::none_of(image.Sections().begin(), image.Sections().end(), inCode)) {
+            continue;
+        }
+        const auto file = image.BytesAt(static_cast<std::uint32_t>(rva),
+                                        static_cast<std::uint32_t>(range.bytes.size()));
+        if (file && !std::equal(file->begin(), file->end(), range.bytes.begin())) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// The image in `bytes` if it is the module's very build, or why not.
+std::variant<PeImage, std::string> SameBuild(const std::vector<std::uint8_t>& bytes,
+                                             const Minidump& dump, const DumpModule& module) {
+    auto read = PeImage::Read(bytes);
+    if (const PeImage* image = std::get_if<PeImage>(&read);
+        image &&
+        (image->TimeDateStamp() != module.timeDateStamp || image->SizeOfImage() != module.size)) {
+        return "another build (time stamp " + Hex(image->TimeDateStamp()) + ", image size " +
+               Hex(image->SizeOfImage()) + "; the dump's: " + Hex(module.timeDateStamp) + ", " +
+               Hex(module.size) + ")";
+    }
+    if (const PeImage* image = std::get_if<PeImage>(&read);
+        image && !SameCode(*image, dump, module)) {
+        return std::string("another build (its code differs from the dump's)");
+    }
+    return read;
+}
+
+// Names and lines from the debug file beside the program file, else from the program file.
+void ReadSymbols(ModuleFile& file, const Minidump& dump, const DumpModule& module,
+                 std::vector<std::string>& passedOver) {
+    std::filesystem::path debug = file.path;
+    debug += ".debug";
+    const PeImage* source = &*file.image;
+    if (std::filesystem::exists(debug)) {
+        file.debugBytes = Contents(debug);
+        auto read = SameBuild(file.debugBytes, dump, module);
+        if (auto* image = std::get_if<PeImage>(&read)) {
+            source = &file.debugImage.emplace(std::move(*image));
+        } else {
+            passedOver.push_back(debug.string() + ": " + std::get<std::string>(read));
+        }
+    }
+    auto symbols = ModuleSymbols::Read(*source);
+    if (auto* read = std::get_if<ModuleSymbols>(&symbols)) {
+        file.symbols.emplace(std::move(*read));
+    } else {
+        passedOver.push_back(file.path.string() + ": no names or lines (" +
+                             std::get<std::string>(symbols) + ")");
+    }
+}
+
+}  // namespace
+
+ModuleFiles ModuleFiles::Find(const Minidump& dump,
+                              const std::vector<std::filesystem::path>& folders) {
+    ModuleFiles files;
+    for (const DumpModule& module : dump.modules) {
+        for (const auto& folder : folders) {
+            for (const auto& path : Named(folder, BaseName(module.path))) {
+                auto file = std::make_unique<ModuleFile>();
+                file->path = path;
+                file->bytes = Contents(path);
+                auto read = SameBuild(file->bytes, dump, module);
+                if (const auto* why = std::get_if<std::string>(&read)) {
+                    files.passedOver_.push_back(path.string() + ": " + *why);
+                    continue;
+                }
+                const PeImage& image = file->image.emplace(std::get<PeImage>(std::move(read)));
+                const PeDirectory table =
+                    image.Directory(kExceptionDirectory).value_or(PeDirectory{0, 0});
+                file->unwind = {[&image](std::uint32_t rva, std::uint32_t size) {
+                                    return image.BytesAt(rva, size);
+                                },
+                                table.rva, table.size};
+                ReadSymbols(*file, dump, module, files.passedOver_);
+                files.byBase_[module.base] = std::move(file);
+                break;
+            }
+            if (files.byBase_.count(module.base)) {
+                break;
+            }
+        }
+    }
+    return files;
+}
+
+const ModuleFile* ModuleFiles::For(const DumpModule& module) const {
+    const auto it = byBase_.find(module.base);
+    return it == byBase_.end() ? nullptr : it->second.get();
+}
+
+const PeImage* ModuleFiles::Image(const DumpModule& module) const {
+    const ModuleFile* file = For(module);
+    return file ? &*file->image : nullptr;
+}
+
+const UnwindImage* ModuleFiles::Unwind(const DumpModule& module) const {
+    const ModuleFile* file = For(module);
+    return file ? &file->unwind : nullptr;
+}
+
+std::optional<SourcePlace> ModuleFiles::Place(const DumpModule& module, std::uint32_t rva) const {
+    const ModuleFile* file = For(module);
+    return file && file->symbols ? file->symbols->Lookup(rva) : std::nullopt;
+}
+
+}  // namespace LumoDump

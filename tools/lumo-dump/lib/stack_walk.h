@@ -1,0 +1,29 @@
+// A thread's stack, frame by frame, from its registers: by the unwind data of each module
+// whose file is at hand, and where a frame lies in a module without it, by the first value
+// further up the stack that returns into a module at hand just after a call.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "tools/lumo-dump/lib/x64_unwind.h"
+
+namespace LumoDump {
+
+struct WalkModule {
+    std::uint64_t base;
+    std::uint32_t size;
+    const UnwindImage* image;  // null when its file is not at hand
+};
+
+struct WalkedFrame {
+    std::uint64_t address;     // the instruction (top frame) or the return address
+    const WalkModule* module;  // null when no module holds the address
+    bool scanned;              // found by the scan for a return address, not by unwind data
+};
+
+std::vector<WalkedFrame> WalkStack(Registers registers, std::span<const WalkModule> modules,
+                                   const StackBytes& stack);
+
+}  // namespace LumoDump
