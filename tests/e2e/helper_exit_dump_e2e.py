@@ -3,7 +3,7 @@
 starts the real helper and tells it to end; debug-listen reads its debugger texts. The
 registry value is set with the system's own tool and the log folder is looked at from
 outside: only value 1 with the folder present gives one exit log, holding that run's flow.
-A helper whose service callback throws leaves a crash dump beside it."""
+A helper whose service callback throws or faults leaves a crash dump beside it."""
 import os
 import re
 import time
@@ -18,6 +18,7 @@ DONE = "Talvex | FlowLogDumpOnExitHelper - done."
 ENTRY = re.compile(r"^% (\S+).* in_class LumoDiscoveryPluginHelper at (\S+) for_object ")
 CALENDAR = re.compile(r" is approximately \d+ms past (.+)$")
 GCC_CXX_EXCEPTION = 0x20474343
+ACCESS_VIOLATION = 0xC0000005
 
 
 class HelperExitDumpTest(WineTest):
@@ -83,7 +84,8 @@ class HelperExitDumpTest(WineTest):
         self.assertGreater(run_ms, self.plugin.wait_for("sent", code=1002)["t"] - started - 2000)
         self.assertLess(run_ms, self.plugin.wait_for("helper-exited")["t"] - started)
 
-    def test_an_exception_from_a_service_callback_is_recorded_and_withdraws_the_instrument(self):
+    def fail_in_a_callback(self, helper_args, service_script, code, first_event):
+        """The throwing helper run until a service callback fails."""
         self.machine.set_value(1)
         self.machine.provide_folder(True)
         before = self.machine.files()
@@ -91,18 +93,17 @@ class HelperExitDumpTest(WineTest):
         listener.wait_for("ready")
         dds = self.launch.announcement_listener(seconds=60)
         thrower = windows_path(os.path.join(self.launch.bin, "throwing-helper.exe"))
-        plugin = self.launch.start("plugin-sim", "plugin-sim.exe",
-                                   ["--start", thrower, "--run-ms", "60000"])
+        plugin = self.launch.start("plugin-sim", "plugin-sim.exe", ["--start", thrower,
+                                   "--helper-args", helper_args, "--run-ms", "60000"])
         pid = plugin.wait_for("helper-started")["pid"]
         # The service comes once the helper's client window can hear its broadcast.
         listener.wait_for("text", pid=pid, text=CLIENT_STARTED)
-        self.launch.service("service", "wait-registered 20000\nsend instrument\nwait 500\n"
-                                       "send message 2210 1 0\nwait 1000\n")
+        self.launch.service("service", "wait-registered 20000\n" + service_script)
         self.assertEqual(plugin.wait_for("helper-exited")["exitCode"], MINUS_ONE, plugin.text())
         events = lambda: [r["event"] for r in dds.records()
                           if r.get("event") in ("announce", "withdraw")]
         dds.wait_until(lambda: events()[-1:] == ["withdraw"], "a withdrawal", timeout_s=5)
-        self.assertEqual(events()[0], "announce")
+        self.assertEqual(events()[0], first_event)
 
         new = sorted(self.machine.files() - before)
         self.assertEqual(len(new), 2, new)
@@ -110,7 +111,7 @@ class HelperExitDumpTest(WineTest):
         self.assertRegex(dump, r"LumoDiscoveryHelper_crash_\d{8}_\d{6}\.dmp$")
         reader = self.launch.run("lumo-dump", "lumo-dump.exe", ["--json", windows_path(dump)])
         self.assertEqual(reader.finish(), 0, reader.text())
-        self.assertEqual(reader.wait_for("exception")["code"], GCC_CXX_EXCEPTION)
+        self.assertEqual(reader.wait_for("exception")["code"], code)
         at_crash = [r["line"] for r in reader.events("flow")]
         with open(log, "rb") as exit_log:
             at_exit = exit_log.read().decode("latin-1").split("\r\n")
@@ -121,6 +122,15 @@ class HelperExitDumpTest(WineTest):
         self.assertTrue(any(" in_class LumoDiscoveryPluginHelper at Run " in l for l in at_crash))
         self.assertFalse(any(l.startswith(pop) for l in at_crash))
         self.assertTrue(any(l.startswith(pop) for l in at_exit[len(at_crash):]))
+
+    def test_an_exception_from_a_service_callback_is_recorded_and_withdraws_the_instrument(self):
+        self.fail_in_a_callback("", "send instrument\nwait 500\nsend message 2210 1 0\nwait 1000\n",
+                                GCC_CXX_EXCEPTION, first_event="announce")
+
+    def test_a_machine_fault_in_a_service_callback_is_recorded_and_ends_the_helper(self):
+        # Unguarded, the system would drop the fault, and the helper run on unrecorded.
+        self.fail_in_a_callback("access-violation", "send instrument\nwait 1000\n",
+                                ACCESS_VIOLATION, first_event="withdraw")
 
     def test_an_absent_value_or_log_folder_writes_nothing_and_creates_no_folder(self):
         self.assertEqual(self.run_helper(None, folder_present=True), [])
