@@ -129,8 +129,8 @@ class HelperExitDumpTest(WineTest):
 
     def test_a_machine_fault_in_a_service_callback_is_recorded_and_ends_the_helper(self):
         # Unguarded, the system would drop the fault, and the helper run on unrecorded.
-        self.fail_in_a_callback("access-violation", "send instrument\nwait 1000\n",
-                                ACCESS_VIOLATION, first_event="withdraw")
+        self.fail_in_a_callback("access-violation", "send instrument\nwait 500\nsend instrument\n"
+                                "wait 1000\n", ACCESS_VIOLATION, first_event="announce")
 
     def test_an_absent_value_or_log_folder_writes_nothing_and_creates_no_folder(self):
         self.assertEqual(self.run_helper(None, folder_present=True), [])

@@ -1,7 +1,7 @@
 // The helper with service callbacks that fail, for the end-to-end proof that a failure while
 // the system delivers a service message still ends the run with a crash dump, a withdrawal,
 // the exit log and status -1: message 2210 throws, and with the argument "access-violation"
-// the instrument data faults.
+// instrument data faults once an instrument is announced (there is one to withdraw then).
 #include <cstring>
 #include <stdexcept>
 
@@ -17,7 +17,7 @@ bool faultOnInstrumentData = false;
 class ThrowingHelper final : public LumoDiscoveryPluginHelper {
   public:
     void OnInstrumentData(const std::uint8_t* record) override {
-        if (faultOnInstrumentData)
+        if (faultOnInstrumentData && InstrumentAnnounced())
             *nowhere = 1;
         LumoDiscoveryPluginHelper::OnInstrumentData(record);
     }
