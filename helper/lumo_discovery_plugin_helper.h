@@ -34,8 +34,9 @@ class LumoDiscoveryPluginHelper : public IThreadErrorHandler, public Quorvel::Lu
     // channel library's code when the channel's data-ready event is not available.
     int Run();
     // Initialize, Run, DeInitialize, under a guard that turns a machine fault or an
-    // escaping exception into a crash dump and a normal return; a run ended that way
-    // withdraws the announcement afterwards.
+    // escaping exception into a crash dump and a normal return, also when it happens in one
+    // of the service's callbacks; a run ended that way withdraws the announcement
+    // afterwards.
     void Execute(bool debugMode);
 
     // The console's control events; a Windows BOOL. Sends PluginMsgExit to the plug-in

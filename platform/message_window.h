@@ -28,7 +28,9 @@ inline constexpr std::uint32_t kLastRegisteredMessage = 0xFFFF;
 
 // What a window tells its owner. Calls arrive on the thread that created the window. An
 // exception from one of them leaves the program's own call that let the message in (the
-// wait, the pump or a send, see kept_exception.h), never the system's dispatch.
+// wait, the pump or a send, see kept_exception.h), never the system's dispatch; so does a
+// machine fault, as a StructuredFault, once the thread's guard has seen it
+// (structured_guard.h).
 class MessageWindowEvents {
   public:
     // Any registered message (kFirstRegisteredMessage..kLastRegisteredMessage), ahead of

@@ -2,6 +2,7 @@
 
 #include "platform/kept_exception.h"
 #include "platform/service.h"
+#include "platform/structured_guard.h"
 #include "platform/windows_api.h"
 
 namespace Orvane::Platform {
@@ -15,6 +16,22 @@ MessageWindowEvents* EventsOf(HWND hwnd) {
     return reinterpret_cast<MessageWindowEvents*>(GetWindowLongPtrW(hwnd, GWLP_USERDATA));
 }
 
+// The owner's answer, with a machine fault in it turned into a StructuredFault.
+template <class Handle>
+bool CallCallbackGuarded(Handle& handle) {
+    struct Call {
+        Handle* handle;
+        bool answer;
+    } call{&handle, false};
+    RunCallbackGuarded(
+        [](void* context) {
+            auto* call = static_cast<Call*>(context);
+            call->answer = (*call->handle)();
+        },
+        &call);
+    return call.answer;
+}
+
 LRESULT CALLBACK WindowProcedure(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
     if (message == WM_NCCREATE) {
         const auto* create = reinterpret_cast<const CREATESTRUCTW*>(lParam);
@@ -25,10 +42,11 @@ LRESULT CALLBACK WindowProcedure(HWND hwnd, UINT message, WPARAM wParam, LPARAM 
     if (events == nullptr) {
         return DefWindowProcW(hwnd, message, wParam, lParam);
     }
-    // What the owner throws must not reach the system's dispatch; a kept exception answers
-    // as default handling does.
+    // Neither what the owner throws nor a machine fault in it may reach the system's
+    // dispatch; a kept exception answers as default handling does.
     const auto handled = [](auto&& handle) {
-        return CallKeepingExceptions(handle, [] { return false; });
+        return CallKeepingExceptions([&] { return CallCallbackGuarded(handle); },
+                                     [] { return false; });
     };
     if (message >= kFirstRegisteredMessage && message <= kLastRegisteredMessage) {
         if (handled([&] { return events->OnRegisteredMessage(message, wParam, lParam); })) {

@@ -4,6 +4,8 @@
 
 #include "platform/exception_pointers.h"
 
+#include <cstdint>
+
 namespace Orvane::Platform {
 
 // Runs body(context). When an exception escapes body (a machine fault, an exception raised
@@ -13,5 +15,18 @@ namespace Orvane::Platform {
 // caught inside body work as usual. Without structured exceptions (Linux) only an escaping
 // C++ exception ends the run, and onFault gets no exception pointers.
 void RunStructuredGuarded(void (*body)(void*), void* context, void (*onFault)(ExceptionPointers*));
+
+// For code that the system calls back on this thread (a window procedure run inside a wait,
+// a pump or a send), where the system drops what escapes: runs body(context). A structured
+// exception that escapes body goes at once, while the failing frames are intact, to onFault
+// of this thread's innermost RunStructuredGuarded, and then leaves here as a
+// StructuredFault, which ends that run without reaching onFault a second time. C++
+// exceptions pass through untouched. Without structured exceptions this is body(context).
+void RunCallbackGuarded(void (*body)(void*), void* context);
+
+// A structured exception from a callback, already handed to the guard's onFault.
+struct StructuredFault {
+    std::uint32_t code;
+};
 
 }  // namespace Orvane::Platform

@@ -10,4 +10,8 @@ void RunStructuredGuarded(void (*body)(void*), void* context, void (*onFault)(Ex
     }
 }
 
+void RunCallbackGuarded(void (*body)(void*), void* context) {
+    body(context);
+}
+
 }  // namespace Orvane::Platform

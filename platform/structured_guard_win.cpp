@@ -1,16 +1,19 @@
-#include "platform/structured_guard.h"
+#include "platform/structured_guard_win.h"
 
+#include "platform/structured_guard.h"
 #include "platform/windows_api.h"
 
 #include <excpt.h>
+
+#include <utility>
 
 namespace {
 
 // The handler of the innermost guard on this thread.
 thread_local void (*currentOnFault)(Orvane::Platform::ExceptionPointers*) = nullptr;
-
-// The code under which GCC raises C++ exceptions.
-constexpr DWORD kGccCxxException = 0x20474343;
+// Set when a callback guard has handed a fault over and the C++ exception that carries it
+// out of the run is on its way.
+thread_local bool faultHandedOver = false;
 
 }  // namespace
 
@@ -19,11 +22,12 @@ constexpr DWORD kGccCxxException = 0x20474343;
 // is (GCC's unwinder cannot be stopped by this frame) to the catch-all around the guard,
 // which ends the run like a fault instead of letting std::terminate end the process.
 extern "C" LONG LumoStructuredGuardFilter(EXCEPTION_POINTERS* exception, void*) {
-    if (currentOnFault)
+    const bool cxx =
+        exception->ExceptionRecord->ExceptionCode == Orvane::Platform::kGccCxxException;
+    const bool handedOver = cxx && std::exchange(faultHandedOver, false);
+    if (currentOnFault && !handedOver)
         currentOnFault(exception);
-    return exception->ExceptionRecord->ExceptionCode == kGccCxxException
-               ? EXCEPTION_CONTINUE_SEARCH
-               : EXCEPTION_EXECUTE_HANDLER;
+    return cxx ? EXCEPTION_CONTINUE_SEARCH : EXCEPTION_EXECUTE_HANDLER;
 }
 
 namespace {
@@ -61,6 +65,12 @@ void RunStructuredGuarded(void (*body)(void*), void* context, void (*onFault)(Ex
     } catch (...) {
         // The filter has seen it while its frames were intact; the run ends here.
     }
+}
+
+void HandOverFault(ExceptionPointers* exception) {
+    if (currentOnFault)
+        currentOnFault(exception);
+    faultHandedOver = true;
 }
 
 }  // namespace Orvane::Platform

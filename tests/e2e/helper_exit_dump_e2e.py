@@ -3,9 +3,9 @@
 starts the real helper and tells it to end; debug-listen reads its debugger texts. The
 registry value is set with the system's own tool and the log folder is looked at from
 outside: only value 1 with the folder present gives one exit log, holding that run's flow.
-A helper whose service callback throws leaves a crash dump beside it, and lumo-dump walks the
-dump's stack to the place in our code, which the toolchain's own address-to-line tool names
-too."""
+A helper whose service callback throws or faults leaves a crash dump beside it, and lumo-dump
+walks the dump's stack to the place in our code, which the toolchain's own address-to-line tool
+names too."""
 import os
 import re
 import subprocess
@@ -131,7 +131,8 @@ class HelperExitDumpTest(WineTest):
         self.assertGreater(run_ms, self.plugin.wait_for("sent", code=1002)["t"] - started - 2000)
         self.assertLess(run_ms, self.plugin.wait_for("helper-exited")["t"] - started)
 
-    def test_an_exception_from_a_service_callback_is_recorded_and_withdraws_the_instrument(self):
+    def fail_in_a_callback(self, helper_args, service_script, code, first_event):
+        """The throwing helper run until a service callback fails."""
         self.machine.set_value(1)
         self.machine.provide_folder(True)
         before = self.machine.files()
@@ -139,18 +140,17 @@ class HelperExitDumpTest(WineTest):
         listener.wait_for("ready")
         dds = self.launch.announcement_listener(seconds=60)
         thrower = windows_path(os.path.join(self.launch.bin, "throwing-helper.exe"))
-        plugin = self.launch.start("plugin-sim", "plugin-sim.exe",
-                                   ["--start", thrower, "--run-ms", "60000"])
+        plugin = self.launch.start("plugin-sim", "plugin-sim.exe", ["--start", thrower,
+                                   "--helper-args", helper_args, "--run-ms", "60000"])
         pid = plugin.wait_for("helper-started")["pid"]
         # The service comes once the helper's client window can hear its broadcast.
         listener.wait_for("text", pid=pid, text=CLIENT_STARTED)
-        self.launch.service("service", "wait-registered 20000\nsend instrument\nwait 500\n"
-                                       "send message 2210 1 0\nwait 1000\n")
+        self.launch.service("service", "wait-registered 20000\n" + service_script)
         self.assertEqual(plugin.wait_for("helper-exited")["exitCode"], MINUS_ONE, plugin.text())
         events = lambda: [r["event"] for r in dds.records()
                           if r.get("event") in ("announce", "withdraw")]
         dds.wait_until(lambda: events()[-1:] == ["withdraw"], "a withdrawal", timeout_s=5)
-        self.assertEqual(events()[0], "announce")
+        self.assertEqual(events()[0], first_event)
 
         new = sorted(self.machine.files() - before)
         self.assertEqual(len(new), 2, new)
@@ -158,14 +158,8 @@ class HelperExitDumpTest(WineTest):
         self.assertRegex(dump, r"LumoDiscoveryHelper_crash_\d{8}_\d{6}\.dmp$")
         reader = self.launch.run("lumo-dump", "lumo-dump.exe", ["--json", windows_path(dump)])
         self.assertEqual(reader.finish(), 0, reader.text())
-        self.assertEqual(reader.wait_for("exception")["code"], GCC_CXX_EXCEPTION)
-        self.assertEqual(reader.wait_for("thrown")["type"], "std::runtime_error")
-        # Raised in a system DLL that is not at hand: our frames are reached by the scan.
-        frame, frames = self.first_frame_in_our_code(
-            reader, os.path.join(self.launch.bin, "throwing-helper.exe"))
-        self.assertEqual(frame["function"], "Orvane::Platform::ThrowKeptException()")
-        self.assertEqual(frame["line"], source_line("platform/kept_exception.cpp", "rethrow_exception"))
-        self.assertTrue(next(f for f in frames if f["module"] == "throwing-helper.exe")["scanned"])
+        self.assertEqual(reader.wait_for("exception")["code"], code)
+        self.reader = reader
         at_crash = [r["line"] for r in reader.events("flow")]
         with open(log, "rb") as exit_log:
             at_exit = exit_log.read().decode("latin-1").split("\r\n")
@@ -176,6 +170,28 @@ class HelperExitDumpTest(WineTest):
         self.assertTrue(any(" in_class LumoDiscoveryPluginHelper at Run " in l for l in at_crash))
         self.assertFalse(any(l.startswith(pop) for l in at_crash))
         self.assertTrue(any(l.startswith(pop) for l in at_exit[len(at_crash):]))
+
+    def test_an_exception_from_a_service_callback_is_recorded_and_withdraws_the_instrument(self):
+        self.fail_in_a_callback("", "send instrument\nwait 500\nsend message 2210 1 0\nwait 1000\n",
+                                GCC_CXX_EXCEPTION, first_event="announce")
+        self.assertEqual(self.reader.wait_for("thrown")["type"], "std::runtime_error")
+        # Raised in a system DLL that is not at hand: our frames are reached by the scan.
+        frame, frames = self.first_frame_in_our_code(
+            self.reader, os.path.join(self.launch.bin, "throwing-helper.exe"))
+        self.assertEqual(frame["function"], "Orvane::Platform::ThrowKeptException()")
+        self.assertEqual(frame["line"], source_line("platform/kept_exception.cpp", "rethrow_exception"))
+        self.assertTrue(next(f for f in frames if f["module"] == "throwing-helper.exe")["scanned"])
+
+    def test_a_machine_fault_in_a_service_callback_is_recorded_and_ends_the_helper(self):
+        # Unguarded, the system would drop the fault, and the helper run on unrecorded.
+        self.fail_in_a_callback("access-violation", "send instrument\nwait 500\nsend instrument\n"
+                                "wait 1000\n", ACCESS_VIOLATION, first_event="announce")
+        # The dump holds the faulting context: the fault itself is the first frame.
+        frame, _ = self.first_frame_in_our_code(
+            self.reader, os.path.join(self.launch.bin, "throwing-helper.exe"))
+        self.assertEqual((frame["index"], frame["scanned"]), (0, False))
+        self.assertIn("OnInstrumentData", frame["function"])
+        self.assertEqual(frame["line"], source_line("tests/e2e/throwing_helper_win.cpp", "*nowhere = 1"))
 
     def test_an_absent_value_or_log_folder_writes_nothing_and_creates_no_folder(self):
         self.assertEqual(self.run_helper(None, folder_present=True), [])

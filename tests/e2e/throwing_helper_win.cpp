@@ -1,6 +1,8 @@
-// The helper with one service callback that throws, for the end-to-end proof that an
-// exception thrown while the system delivers a service message still ends the run with a
-// crash dump, a withdrawal, the exit log and status -1.
+// The helper with service callbacks that fail, for the end-to-end proof that a failure while
+// the system delivers a service message still ends the run with a crash dump, a withdrawal,
+// the exit log and status -1: message 2210 throws, and with the argument "access-violation"
+// instrument data faults once an instrument is announced (there is one to withdraw then).
+#include <cstring>
 #include <stdexcept>
 
 #include "diagnostics/flow_log_dump_on_exit.h"
@@ -9,14 +11,23 @@
 
 namespace {
 
+int* volatile nowhere = nullptr;  // volatile, so the compiler cannot see the fault coming
+bool faultOnInstrumentData = false;
+
 class ThrowingHelper final : public LumoDiscoveryPluginHelper {
   public:
+    void OnInstrumentData(const std::uint8_t* record) override {
+        if (faultOnInstrumentData && InstrumentAnnounced())
+            *nowhere = 1;
+        LumoDiscoveryPluginHelper::OnInstrumentData(record);
+    }
     void OnServerMessage2210(bool) override { throw std::runtime_error("a callback failed"); }
 };
 
 }  // namespace
 
 int main(int argc, char** argv) {
+    faultOnInstrumentData = argc > 1 && std::strcmp(argv[1], "access-violation") == 0;
     ThrowingHelper helper;
     helper.Execute(IsDebugModeRequested(argc, argv));
     FinishFlowLogDumpOnExit();

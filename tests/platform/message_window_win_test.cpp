@@ -5,8 +5,11 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "platform/message_wait.h"
+#include "platform/structured_guard.h"
 
 namespace Orvane::Platform {
 namespace {
@@ -33,43 +36,76 @@ TEST(Win32MessageWindow, IsAHiddenTopLevelWindowThatOthersFindByName) {
     EXPECT_EQ(FindWindowW(L"LumoFindMeClass", L"LUMO_FIND_ME_WINDOW"), nullptr);
 }
 
-// A registered message the window declines goes to default handling. The system drops an
-// exception thrown while it delivers another thread's message: the program gets it from
-// the pump that let the message in, and the sender gets the answer of default handling.
-TEST(Win32MessageWindow, DeclinedMessagesAndHandlersExceptionsGetDefaultHandling) {
-    struct Throwing final : MessageWindowEvents {
-        bool OnRegisteredMessage(std::uint32_t, std::uintptr_t, std::intptr_t) override {
-            ++seen;
-            return false;
-        }
-        bool OnCopyData(const CopyDataBlock&) override { throw std::runtime_error("failed"); }
-        bool OnTimer(std::uintptr_t) override { return false; }
-        int seen = 0;
-    } events;
-    MessageWindowService& service = Get<MessageWindowService>();
-    const WindowHandle window = service.Create(L"LumoThrowingClass", L"LUMO_THROWING", events);
-    const UINT message = service.RegisterMessage(L"LUMO_DECLINED");
-    EXPECT_EQ(SendMessageW(reinterpret_cast<HWND>(window), message, 0, 0), 0);
-    EXPECT_EQ(events.seen, 1);
-    std::intptr_t answer = -1;
-    std::thread sender([&] {
-        const char byte = 1;
-        answer = service.SendCopyData(window, {0, 1, &byte});
-    });
-    MessageWait& wait = Get<MessageWait>();
-    bool thrown = false;
-    for (int round = 0; round < 100 && !thrown; ++round) {
-        try {
-            wait.WaitForObjectsOrInput(0, nullptr, 50);
-            wait.DispatchOneMessage();
-        } catch (const std::runtime_error&) {
-            thrown = true;
-        }
+int* volatile nowhere = nullptr;  // volatile, so the compiler cannot see the fault coming
+std::uintptr_t failingFrame = 0;  // the address of a local of the handler that fails
+
+struct FailingRun final : MessageWindowEvents {
+    bool OnRegisteredMessage(std::uint32_t, std::uintptr_t, std::intptr_t) override {
+        ++declined;
+        return false;
     }
-    sender.join();
-    EXPECT_TRUE(thrown);
-    EXPECT_EQ(answer, 0);
-    service.Destroy(window);
+    bool OnCopyData(const CopyDataBlock&) override {
+        const char frame = 0;
+        failingFrame = reinterpret_cast<std::uintptr_t>(&frame);
+        fail();
+        return true;
+    }
+    bool OnTimer(std::uintptr_t) override { return false; }
+    void (*fail)() = nullptr;
+    int declined = 0;
+    WindowHandle window = 0;
+    std::thread sender;
+    std::intptr_t answer = -1;
+    bool pumpedOn = false;
+};
+
+void PumpWhileAnotherThreadSends(void* context) {
+    auto& run = *static_cast<FailingRun*>(context);
+    MessageWindowService& service = Get<MessageWindowService>();
+    run.window = service.Create(L"LumoFailingClass", L"LUMO_FAILING", run);
+    const UINT declined = service.RegisterMessage(L"LUMO_DECLINED");
+    EXPECT_EQ(SendMessageW(reinterpret_cast<HWND>(run.window), declined, 0, 0), 0);
+    run.sender = std::thread([&run, &service] {
+        const char byte = 1;
+        run.answer = service.SendCopyData(run.window, {0, 1, &byte});
+    });
+    for (int round = 0; round < 40; ++round) {
+        Get<MessageWait>().WaitForObjectsOrInput(0, nullptr, 50);
+        Get<MessageWait>().DispatchOneMessage();
+    }
+    run.pumpedOn = true;
+}
+
+// (code, whether the guard's handler ran on top of the failing handler's frames)
+std::vector<std::pair<DWORD, bool>> failures;
+
+// A registered message the window declines goes to default handling. The system drops what
+// escapes a handler that it runs for another thread's send, and goes on: the sender gets
+// the answer of default handling, and the guarded run ends in the wait that let the
+// message in. A machine fault reaches the thread's guard once, in the faulting context and
+// before anything is unwound; an exception when it leaves that wait.
+TEST(Win32MessageWindow, DeclinedMessagesAndHandlersFailuresGetDefaultHandling) {
+    const std::pair<void (*)(), std::pair<DWORD, bool>> cases[] = {
+        {[] { throw std::runtime_error("failed"); }, {0x20474343, false}},
+        {[] { *nowhere = 1; }, {0xC0000005, true}},
+    };
+    for (const auto& [fail, failure] : cases) {
+        failures.clear();
+        FailingRun run;
+        run.fail = fail;
+        RunStructuredGuarded(PumpWhileAnotherThreadSends, &run, [](ExceptionPointers* exception) {
+            const char here = 0;
+            const DWORD64 stack = exception->ContextRecord->Rsp;
+            failures.emplace_back(exception->ExceptionRecord->ExceptionCode,
+                                  DWORD64(&here) < stack && stack < failingFrame);
+        });
+        run.sender.join();
+        Get<MessageWindowService>().Destroy(run.window);
+        EXPECT_EQ(run.declined, 1);
+        EXPECT_EQ(failures, std::vector{failure}) << std::hex << failure.first;
+        EXPECT_FALSE(run.pumpedOn);
+        EXPECT_EQ(run.answer, 0);
+    }
 }
 
 }  // namespace
