@@ -7,6 +7,6 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     LumoTools::JsonLine line;
-    LumoSim::DescribeReceived(line, data, size);
+    LumoSim::DescribeReceived(line, 0, data, size);
     return 0;
 }
