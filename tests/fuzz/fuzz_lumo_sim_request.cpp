@@ -7,6 +7,6 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     LumoTools::JsonLine line;
-    LumoSim::DescribeReceived(line, 0, data, size);
+    LumoSim::DescribeReceived(line, 0, data, size, {2026, 11, 3, 25, 10, 35, 0, 0});
     return 0;
 }

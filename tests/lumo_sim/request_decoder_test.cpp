@@ -11,28 +11,15 @@
 namespace LumoSim {
 namespace {
 
-// A client's block as the protocol frames it (argument2 0, dataSize the payload's + 28,
-// client window 0x1234, reserved bytes 0), then with the `patch` bytes set.
-std::vector<std::uint8_t> Block(std::uint32_t id, std::uint32_t argument1,
-                                const std::vector<std::uint8_t>& payload,
-                                const std::map<std::size_t, std::uint8_t>& patch) {
-    const std::uint32_t size = static_cast<std::uint32_t>(payload.size()) + 28;
-    const std::uint32_t header[15] = {id, argument1, 0, size, 0, 0, 0, 0, 0x1234};
-    std::vector<std::uint8_t> block(sizeof header);
-    std::memcpy(block.data(), header, sizeof header);  // little-endian, as the wire
-    block.insert(block.end(), payload.begin(), payload.end());
-    for (const auto& [offset, value] : patch) {
-        block[offset] = value;
-    }
-    return block;
-}
-
 // The simulated service must refuse what a real one could not read, and every field the
 // protocol fixes that is not what the client must send, or a wrong request would pass the
-// end-to-end tests unseen. `expected` is the fields read, or why the block is refused.
+// end-to-end tests unseen. `expected` is the fields read, or why the block is refused, by a
+// service whose clock reads 1 December 2026, 00:00.
 TEST(RequestDecoder, RefusesWhatDoesNotFitTheIdsLayout) {
-    std::vector<std::uint8_t> registration(272, 0);
-    registration[2] = 3, registration[3] = 6, registration[16] = 1;  // 6.3.0.0, flag 1
+    // clang-format off
+    // 6.3.0.0, a token of 1 December 00:00 under the zero key (by OpenSSL's DES), flag 1.
+    std::vector<std::uint8_t> registration = {0, 0, 3, 6, 0x78, 0x2a, 0xbb, 0x85, 0x2f, 0x90, 0x9e, 0x49};
+    registration.resize(272), registration[16] = 1;
     std::vector<std::uint8_t> digest = {0, 0, 0, 0, 64, 0, 0, 0};
     digest.resize(8 + 64, 'a'), digest.resize(8 + 64 + 8, 0);
     const struct {
@@ -41,8 +28,8 @@ TEST(RequestDecoder, RefusesWhatDoesNotFitTheIdsLayout) {
         std::vector<std::uint8_t> payload;
         std::map<std::size_t, std::uint8_t> patch;
         std::string expected;
+        std::uint64_t dwData = 0;
     } cases[] = {
-        // clang-format off
         {2002, 0, std::vector<std::uint8_t>(84), {{60, 7}, {64, 1}, {80, 9}}, R"({"form":2,"a":7,"b":9})"},
         {2002, 0, std::vector<std::uint8_t>(83, 0), {}, "2002 takes 84 bytes"},
         {2007, 0, std::vector<std::uint8_t>(520, 'x'), {}, "2007's text is not terminated within 257 units"},
@@ -64,7 +51,9 @@ TEST(RequestDecoder, RefusesWhatDoesNotFitTheIdsLayout) {
         {2220, 1, {}, {}, R"({"form":2})"},
         {2220, 2, {}, {}, "2220 carries 0 or 1 in the chunk"},
         {4242, 0, {}, {}, "not a request the service takes"},
-        {2000, 0, registration, {}, R"({"apiVersion":100859904,"token":"0000000000000000","clientType":0,"flag":1})"},
+        {2000, 0, registration, {}, R"({"apiVersion":100859904,"token":"782abb852f909e49","clientType":0,"flag":1})"},
+        {2000, 0, registration, {{64, 0xc6}, {65, 0x52}, {66, 0xfa}, {67, 0x30}, {68, 0x83}, {69, 0xdd}, {70, 0x06}, {71, 0x98}}, R"({"apiVersion":100859904,"token":"c652fa3083dd0698","clientType":0,"flag":1})"},
+        {2000, 0, registration, {{64, 0x1c}, {65, 0x60}, {66, 0xbe}, {67, 0x18}, {68, 0xd6}, {69, 0x0f}, {70, 0x3f}, {71, 0xf2}}, "the registration's token is not of this minute"},
         {100, 0, registration, {{0x3C, 1}}, "the registration's API version is not 6.3.0.0"},
         {2000, 0, registration, {{0x4C, 2}}, "the registration's flag is not 1"},
         {2000, 0, registration, {{0x4D, 1}}, "the registration has non-zero bytes after its flag"},
@@ -73,21 +62,27 @@ TEST(RequestDecoder, RefusesWhatDoesNotFitTheIdsLayout) {
         {2013, 0, {}, {{12, 27}}, "dataSize is not the payload size + 28"},
         {2013, 0, {}, {{31, 1}}, "the chunk's reserved bytes are not 0"},
         {2013, 0, {}, {{59, 1}}, "the sender block's reserved bytes are not 0"},
+        {2013, 0, {}, {}, "dwData is not 0", 1},
         // clang-format on
     };
-    const auto verdict = [](std::uint64_t dwData, const std::vector<std::uint8_t>& block) {
-        LumoTools::JsonLine line;
-        const auto received = DescribeReceived(line, dwData, block.data(), block.size());
-        const auto read = nlohmann::ordered_json::parse(line.Text());
-        EXPECT_EQ(received->wellFormed, !read.contains("malformed"));
-        return read.value("malformed", read["request"].dump());
-    };
     for (const auto& each : cases) {
-        EXPECT_EQ(verdict(0, Block(each.id, each.argument1, each.payload, each.patch)),
-                  each.expected)
-            << each.id;
+        // Framed as the protocol frames it (argument2 0, dataSize the payload's + 28, client
+        // window 0x1234, reserved bytes 0), then with the patch bytes set.
+        const auto dataSize = static_cast<std::uint32_t>(each.payload.size() + 28);
+        const std::uint32_t header[15] = {each.id, each.argument1, 0, dataSize, 0, 0, 0, 0, 0x1234};
+        std::vector<std::uint8_t> block(sizeof header);
+        std::memcpy(block.data(), header, sizeof header);  // little-endian, as on the wire
+        block.insert(block.end(), each.payload.begin(), each.payload.end());
+        for (const auto& [offset, value] : each.patch) {
+            block[offset] = value;
+        }
+        LumoTools::JsonLine line;
+        const auto received = DescribeReceived(line, each.dwData, block.data(), block.size(),
+                                               {2026, 12, 2, 1, 0, 0, 0, 0});
+        const auto read = nlohmann::ordered_json::parse(line.Text());
+        EXPECT_EQ(read.value("malformed", read["request"].dump()), each.expected) << each.id;
+        EXPECT_EQ(received->wellFormed, !read.contains("malformed")) << each.id;
     }
-    EXPECT_EQ(verdict(1, Block(2013, 0, {}, {})), "dwData is not 0");
 }
 
 }  // namespace

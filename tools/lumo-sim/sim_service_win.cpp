@@ -234,12 +234,10 @@ LRESULT SimService::OnCopyData(const COPYDATASTRUCT& data) {
     JsonLine line = output_.Line("received");
     line.Add("clockUs", LumoTools::MonotonicMicroseconds());
     const auto received =
-        DescribeReceived(line, data.dwData, data.lpData, data.lpData == nullptr ? 0 : data.cbData);
-    const bool registration =
-        received && (received->messageId == Api::MessageCode::kRegister ||
-                     received->messageId == Api::MessageCode::kRegisterAlternate);
+        DescribeReceived(line, data.dwData, data.lpData, data.lpData == nullptr ? 0 : data.cbData,
+                         Orvane::Platform::CurrentLocalTime());
     // A registration the service cannot accept is refused: the client's send fails.
-    const bool refused = registration && !received->wellFormed;
+    const bool refused = received && IsRegistration(received->messageId) && !received->wellFormed;
     const LRESULT answer = settings_.acceptMessages && !refused ? TRUE : FALSE;
     output_.Print(line.Add("answer", answer));
     if (!received || refused) {

@@ -68,12 +68,13 @@ machine's monotonic clock in microseconds (as dds-listen's datagrams do):
   broadcast         window, posted
   received          dwData, size, messageId, argument1, argument2, dataSize, clientWindow,
                     payloadSize, payload (hex), request (the fields read by the layout of
-                    the request's id; for 2000 and 100 apiVersion, token: its 8 bytes in
-                    hexadecimal as they came, the simulator does not judge it, clientType,
-                    flag), answer, and malformed (the field that is wrong) for a block
-                    whose header or layout is not what the protocol fixes: it is not acted
-                    on, and a malformed registration is answered with 0; error for a block
-                    shorter than a client's 60-byte header
+                    the request's id; for 2000 and 100 apiVersion, token (its 8 bytes in
+                    hexadecimal), clientType, flag), answer, and malformed (the field that
+                    is wrong) for a block whose header or layout is not what the protocol
+                    fixes, or a registration whose token does not name this minute or the
+                    one before under the key of a client given none (eight zero bytes): it
+                    is not acted on, and a malformed registration is answered with 0; error
+                    for a block shorter than a client's 60-byte header
   answered          as sent, for a scripted answer
   client-registered clientWindow
   client-forgotten  clientWindow, reason ("unregistered", "window gone" or "service
