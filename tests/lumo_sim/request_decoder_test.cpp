@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -70,9 +71,9 @@ TEST(RequestDecoder, RefusesWhatDoesNotFitTheIdsLayout) {
         // window 0x1234, reserved bytes 0), then with the patch bytes set.
         const auto dataSize = static_cast<std::uint32_t>(each.payload.size() + 28);
         const std::uint32_t header[15] = {each.id, each.argument1, 0, dataSize, 0, 0, 0, 0, 0x1234};
-        std::vector<std::uint8_t> block(sizeof header);
+        std::vector<std::uint8_t> block(sizeof header + each.payload.size());
         std::memcpy(block.data(), header, sizeof header);  // little-endian, as on the wire
-        block.insert(block.end(), each.payload.begin(), each.payload.end());
+        std::copy(each.payload.begin(), each.payload.end(), block.begin() + sizeof header);
         for (const auto& [offset, value] : each.patch) {
             block[offset] = value;
         }
