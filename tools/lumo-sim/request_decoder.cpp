@@ -30,8 +30,8 @@ const std::set<std::uint32_t> kBareRequests = {1021, 2001, 2008, 2010, 2012, 201
 // Requests whose one signed value travels in the chunk.
 const std::set<std::uint32_t> kChunkValueRequests = {2005, 2009, 2019, 2300};
 
-// 272 bytes of API version, token, client type, a 1 and zeros. The token is shown as it
-// came: whoever judges it deciphers it with a DES of their own.
+// 272 bytes of API version, token, client type, a 1 and zeros. The token is judged apart,
+// against the service's clock (received_message.cpp).
 Error Registration(WireReader& in, std::uint32_t, JsonLine& fields) {
     if (in.Left() != 272) {
         return Fail("a registration takes 272 bytes");
