@@ -22,7 +22,7 @@ def describe_sim(r):
     if e == "received":
         what = NAMES.get(r["messageId"], str(r["messageId"]))
         if r["messageId"] in (2000, 100):
-            what += ", token " + r.get("token", "?")
+            what += ", token " + r.get("request", {}).get("token", "?")
         return "received " + what + (" MALFORMED" if "malformed" in r else "")
     if e in ("sent", "answered"):
         what = NAMES.get(r["messageId"], str(r["messageId"]))

@@ -5,6 +5,8 @@
 #       the Wireshark dissector and docs/integrators.md
 #   LumoDiscoveryHelper-<version>-simulators-win64.zip  the plug-in and the service played
 #       (plugin-sim, lumo-sim) and the stand-in KxIpcDll.dll, to try the helper without an arm
+#   LumoDiscoveryHelper-<version>-symbols-win64.zip     the debug information of the tools
+#       and simulators, which ship without it as the helper does
 # The real KxIpcDll.dll comes with the plug-in and is not shipped. Two builds of one commit,
 # from clones in any two folders, give the same bytes: the build keeps its folders and the
 # time out of the programs, and the archives have fixed times, modes and order.
@@ -15,23 +17,40 @@ scripts/deps.sh
 cmake --preset windows >/dev/null
 cmake --build --preset windows --target LumoDiscoveryHelper lumo-client dds-listen debug-listen \
     lumo-dump plugin-sim lumo-sim KxIpcDll >/dev/null
-version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' build/windows/CMakeCache.txt)
+cache() { sed -n "s/^$1:[A-Z]*=//p" build/windows/CMakeCache.txt; }
 
-python3 - "$version" <<'PYTHON'
+python3 - "$(cache CMAKE_PROJECT_VERSION)" "$(cache CMAKE_OBJCOPY)" <<'PYTHON'
 import os
+import subprocess
 import sys
 import zipfile
 
-version = sys.argv[1]
-bin_dir = "build/windows/bin/"
-release = [bin_dir + name for name in (
-    "LumoDiscoveryHelper.exe", "LumoDiscoveryHelper.exe.debug", "lumo-client.exe",
-    "dds-listen.exe", "debug-listen.exe", "lumo-dump.exe")] + [
+version, objcopy = sys.argv[1:3]
+bin_dir, stripped = "build/windows/bin/", "build/windows/stripped/"
+tools = ("lumo-client.exe", "dds-listen.exe", "debug-listen.exe", "lumo-dump.exe")
+simulators = ("plugin-sim.exe", "lumo-sim.exe", "KxIpcDll.dll")
+
+# A tool keeps a link to its debug file, as the helper does (its build splits it off), so
+# that a debugger given the symbols zip finds it. objcopy stamps what it writes with the time
+# unless told a fixed one.
+os.makedirs(stripped, exist_ok=True)
+fixed_time = dict(os.environ, SOURCE_DATE_EPOCH="0")
+for name in tools + simulators:
+    debug = stripped + name + ".debug"
+    for arguments in (["--only-keep-debug", bin_dir + name, debug],
+                      ["--strip-debug", "--add-gnu-debuglink=" + debug, bin_dir + name,
+                       stripped + name]):
+        subprocess.run([objcopy] + arguments, check=True, env=fixed_time)
+
+release = [bin_dir + "LumoDiscoveryHelper.exe", bin_dir + "LumoDiscoveryHelper.exe.debug"] + [
+    stripped + name for name in tools] + [
     "tools/wireshark/lumo_discovery.lua", "docs/integrators.md"]
-simulators = [bin_dir + name for name in ("plugin-sim.exe", "lumo-sim.exe", "KxIpcDll.dll")]
+symbols = [stripped + name + ".debug" for name in tools + simulators]
 
 os.makedirs("dist", exist_ok=True)
-for suffix, files in (("win64", release), ("simulators-win64", simulators)):
+for suffix, files in (("win64", release),
+                      ("simulators-win64", [stripped + name for name in simulators]),
+                      ("symbols-win64", symbols)):
     folder = f"LumoDiscoveryHelper-{version}"
     path = f"dist/{folder}-{suffix}.zip"
     with zipfile.ZipFile(path, "w") as archive:

@@ -7,12 +7,10 @@ helper run goes the whole road of an instrument; each test reads one aspect of i
 Clocks: the tools print "t", ms since their own start; each line is also stamped with this
 script's clock as it arrives, and a tool's start on this clock is the least (stamp - t) over
 its lines. dds-listen's stamps stand for the arrival of the datagrams."""
-import datetime
 import struct
 import sys
 import time
 
-from Cryptodome.Cipher import DES
 from wine_program import (ANNOUNCE, BEAT_MS, BEAT_TOLERANCE_MS, CLIENT_STARTED, WITHDRAW,
                           WineScenarioTest, main, now_ms)
 
@@ -71,24 +69,6 @@ wait-unregistered 30000
 """
 
 
-def token_minute(token_hex, key=bytes(8)):
-    """(day, month, hour, minute) that a registration token names, deciphered apart from the
-    client library as a service does; None when its four padding bytes are not zero."""
-    plain = DES.new(key, DES.MODE_ECB).decrypt(bytes.fromhex(token_hex))
-    return tuple(plain[:4]) if plain[4:] == bytes(4) else None
-
-
-def minutes_between(before, after):
-    """Every (day, month, hour, minute) from the minute before `before` to the one after
-    `after`: a token names the minute it was made in, and a clock may be a minute apart."""
-    minute = before.replace(second=0, microsecond=0) - datetime.timedelta(minutes=1)
-    minutes = []
-    while minute <= after + datetime.timedelta(minutes=1):
-        minutes.append((minute.day, minute.month, minute.hour, minute.minute))
-        minute += datetime.timedelta(minutes=1)
-    return minutes
-
-
 def texts(model, name, version1, version2):
     return [model, name, version1, version2, "0", str(BEAT_MS), "0", "", "0"]
 
@@ -128,7 +108,6 @@ class ServiceDiscoveryTest(WineScenarioTest):
         cls.debug = launch.start("debug-listen", "debug-listen.exe", ["--run-ms", "120000"])
         cls.debug.wait_for("ready")
         cls.dds = launch.announcement_listener(seconds=120)
-        cls.clock_before = datetime.datetime.now()
         cls.plugin = launch.start("plugin-sim", "plugin-sim.exe",
                                   ["--start", launch.helper, "--run-ms", "120000"])
         cls.pid = cls.plugin.wait_for("helper-started")["pid"]
@@ -148,7 +127,6 @@ class ServiceDiscoveryTest(WineScenarioTest):
         cls.plugin.wait_for("helper-exited")
         cls.second_status = cls.second.finish()
         cls.plugin.finish()
-        cls.clock_after = datetime.datetime.now()
         cls.dds.wait_until(lambda: cls.datagrams()[-1][1]["event"] == "withdraw",
                            "withdrawal at exit", timeout_s=5)
         time.sleep(0.3)
@@ -196,13 +174,10 @@ class ServiceDiscoveryTest(WineScenarioTest):
                          [(1000, True, 0)] * 5 + [(1005, True, 0), (1000, True, 0)])
         received = self.first.events("received") + self.second.events("received")
         self.assertEqual([r["messageId"] for r in received], [2000, 2000, 2000, 2001])
-        for r in received:
-            self.assertEqual((r["dwData"], r["dataSizeMatches"], r["dataSize"]),
-                             (0, True, r["payloadSize"] + 28), r)
-            self.assertTrue(r["chunkReservedZero"] and r["senderReservedZero"], r)
+        for r in received:  # lumo-sim judges each header, and a token by its own clock
+            self.assertNotIn("malformed", r)
 
-    def test_registration_follows_each_broadcast_with_a_token_of_this_minute(self):
-        minutes = minutes_between(self.clock_before, self.clock_after)
+    def test_registration_follows_each_broadcast(self):
         latencies = []
         for service, broadcasts in ((self.first, 2), (self.second, 1)):
             pairs = list(zip(service.events("broadcast"),
@@ -210,7 +185,6 @@ class ServiceDiscoveryTest(WineScenarioTest):
             self.assertEqual(len(pairs), broadcasts, service.text())
             for broadcast, registration in pairs:
                 latencies.append(registration["t"] - broadcast["t"])
-                self.assertIn(token_minute(registration["token"]), minutes, registration)
         print(f"registration after broadcast (ms): {latencies}", file=sys.stderr)
         self.assertLessEqual(max(latencies), REGISTRATION_WITHIN_MS, latencies)
         self.assertEqual(len(self.helper_texts(CONNECTED)), 3, self.debug.text())

@@ -7,6 +7,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     LumoTools::JsonLine line;
-    LumoSim::DescribeReceived(line, data, size);
+    // The seed registration carries the token of this minute.
+    LumoSim::DescribeReceived(line, 0, data, size, {2026, 11, 3, 25, 10, 35, 0, 0});
     return 0;
 }

@@ -1,8 +1,13 @@
 #include "tools/lumo-sim/received_message.h"
 
+#include <algorithm>
+#include <chrono>
+#include <iterator>
 #include <string>
+#include <utility>
 
 #include "service_api/core/chunk.h"
+#include "service_api/core/des.h"
 #include "tools/common/words.h"
 #include "tools/lumo-sim/request_decoder.h"
 #include "tools/lumo-sim/wire_reader.h"
@@ -13,93 +18,90 @@ namespace {
 namespace Api = Quorvel::Lumo::Api;
 using LumoTools::Hex;
 
-constexpr std::size_t kChunkSize = 32;
-constexpr std::size_t kRegistrationSize = 272;
-constexpr std::uint32_t kApiVersion = 0x06030000;
-constexpr std::size_t kClientHeaderSize = 60;
-
-// Read as the service reads it: 272 bytes of version, token, client type, a 1 and zeros.
-// The token is shown as it came: whoever judges it deciphers it with a DES of their own.
-// Returns why a service would refuse the registration, or nothing.
-std::optional<std::string> DescribeRegistration(JsonLine& line, const std::uint8_t* payload,
-                                                std::size_t size) {
-    if (size != kRegistrationSize) {
-        line.Add("error", "a registration payload is 272 bytes");
-        return "size";
+// The token is the client's minute (day, month, hour, minute, four zeros) enciphered under
+// its key: a service takes its own minute, or the one before for a token made as the minute
+// turned. lumo-sim knows the key of a client given none, eight zero bytes, which is what the
+// helper and lumo-client use.
+bool TokenOfNow(const std::uint8_t* token, const Orvane::Platform::LocalTime& now) {
+    using namespace std::chrono;
+    const sys_days date = year_month_day{year{now.year}, month{now.month}, day{now.day}};
+    const sys_time<minutes> thisMinute = date + hours{now.hour} + minutes{now.minute};
+    const Api::DesKeySchedule zeroKey(Api::DesKey{});
+    for (const sys_time<minutes> at : {thisMinute, thisMinute - minutes{1}}) {
+        const sys_days atDate = floor<days>(at);
+        const year_month_day calendar{atDate};
+        const hh_mm_ss time{at - atDate};
+        const Api::DesBlock plain = {static_cast<std::uint8_t>(unsigned{calendar.day()}),
+                                     static_cast<std::uint8_t>(unsigned{calendar.month()}),
+                                     static_cast<std::uint8_t>(time.hours().count()),
+                                     static_cast<std::uint8_t>(time.minutes().count())};
+        const Api::DesBlock expected = zeroKey.Encipher(plain);
+        if (std::equal(expected.begin(), expected.end(), token)) {
+            return true;
+        }
     }
-    WireReader in(payload, size);
-    const std::uint32_t apiVersion = in.U32();
-    const std::string token = in.Hex(8);
-    const std::uint32_t clientType = in.U32();
-    const auto flag = in.Unsigned(1);
-    const bool reservedZero = in.Zeros(kRegistrationSize - 17);
-    line.Add("apiVersion", apiVersion)
-        .Add("token", token)
-        .Add("clientType", clientType)
-        .Add("flag", flag)
-        .Add("reservedZero", reservedZero);
-    if (apiVersion != kApiVersion) {
-        return "API version";
-    }
-    if (flag != 1 || !reservedZero) {
-        return "layout";
-    }
-    return std::nullopt;
+    return false;
 }
 
 }  // namespace
 
-std::optional<ReceivedMessage> DescribeReceived(JsonLine& line, const void* data,
-                                                std::size_t size) {
-    line.Add("size", size);
-    const auto* bytes = static_cast<const std::uint8_t*>(data);
-    if (size < kChunkSize) {
-        line.Add("error", "shorter than a chunk header");
-        return std::nullopt;
-    }
-    WireReader chunk(bytes, kChunkSize);
-    const std::uint32_t messageId = chunk.U32();
-    const std::uint32_t argument1 = chunk.U32();
-    const std::uint32_t argument2 = chunk.U32();
-    const std::uint32_t dataSize = chunk.U32();
-    line.Add("messageId", messageId)
-        .Add("argument1", argument1)
-        .Add("argument2", argument2)
-        .Add("dataSize", dataSize)
-        .Add("dataSizeMatches", dataSize == size - kChunkSize)
-        .Add("chunkReservedZero", chunk.Zeros(16));
+bool IsRegistration(std::uint32_t messageId) {
+    return messageId == Api::MessageCode::kRegister ||
+           messageId == Api::MessageCode::kRegisterAlternate;
+}
+
+std::optional<ReceivedMessage> DescribeReceived(JsonLine& line, std::uint64_t dwData,
+                                                const void* data, std::size_t size,
+                                                const Orvane::Platform::LocalTime& now) {
+    constexpr std::size_t kChunkSize = 32;
+    constexpr std::size_t kClientHeaderSize = 60;
+    line.Add("dwData", dwData).Add("size", size);
     if (size < kClientHeaderSize) {
         line.Add("error", "shorter than a client message header");
         return std::nullopt;
     }
-    WireReader sender(bytes + kChunkSize, kClientHeaderSize - kChunkSize);
-    const std::uint32_t clientWindow = sender.U32();
+    const auto* bytes = static_cast<const std::uint8_t*>(data);
+    WireReader header(bytes, kClientHeaderSize);
+    const std::uint32_t messageId = header.U32();
+    const std::uint32_t argument1 = header.U32();
+    const std::uint32_t argument2 = header.U32();
+    const std::uint32_t dataSize = header.U32();
+    const bool chunkReservedZero = header.Zeros(16);
+    const std::uint32_t clientWindow = header.U32();
+    const bool senderReservedZero = header.Zeros(24);
     const std::uint8_t* payload = bytes + kClientHeaderSize;
     const std::size_t payloadSize = size - kClientHeaderSize;
-    line.Add("clientWindow", clientWindow)
-        .Add("senderReservedZero", sender.Zeros(24))
-        .Add("payloadSize", payloadSize);
-    ReceivedMessage received{messageId, clientWindow, true};
-    if (messageId == Api::MessageCode::kRegister ||
-        messageId == Api::MessageCode::kRegisterAlternate) {
-        if (const auto refused = DescribeRegistration(line, payload, payloadSize)) {
-            line.Add("refused", *refused);
-            received.wellFormed = false;
-        }
-        return received;
-    }
-    line.Add("payload", Hex(payload, payloadSize));
+    line.Add("messageId", messageId)
+        .Add("argument1", argument1)
+        .Add("argument2", argument2)
+        .Add("dataSize", dataSize)
+        .Add("clientWindow", clientWindow)
+        .Add("payloadSize", payloadSize)
+        .Add("payload", Hex(payload, payloadSize));
     JsonLine fields;
     auto malformed = DescribeRequest(fields, messageId, argument1, payload, payloadSize);
-    if (!malformed && argument2 != 0) {
-        malformed = "argument2 is not 0";
+    if (!malformed && IsRegistration(messageId) && !TokenOfNow(payload + 4, now)) {
+        malformed = "the registration's token is not of this minute";
+    }
+    // What every client's header holds, whatever its request; a fault here comes first, as
+    // a service reads the header before the payload.
+    const std::pair<bool, const char*> headerRules[] = {
+        {dwData == 0, "dwData is not 0"},
+        {dataSize == size - kChunkSize, "dataSize is not the payload size + 28"},
+        {argument2 == 0, "argument2 is not 0"},
+        {chunkReservedZero, "the chunk's reserved bytes are not 0"},
+        {senderReservedZero, "the sender block's reserved bytes are not 0"},
+    };
+    const auto broken = std::find_if(std::begin(headerRules), std::end(headerRules),
+                                     [](const auto& rule) { return !rule.first; });
+    if (broken != std::end(headerRules)) {
+        malformed = broken->second;
     }
     line.Add("request", fields);
     if (malformed) {
         line.Add("malformed", *malformed);
-        received.wellFormed = false;
     }
-    return received;
+    return ReceivedMessage{messageId, clientWindow, !malformed};
 }
 
 }  // namespace LumoSim

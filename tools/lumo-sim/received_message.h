@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "platform/local_time.h"
 #include "tools/common/json_line.h"
 
 namespace LumoSim {
@@ -14,15 +15,20 @@ using LumoTools::JsonLine;
 struct ReceivedMessage {
     std::uint32_t messageId;
     std::uint32_t clientWindow;  // from the sender block
-    bool wellFormed;             // the request's layout fits its id
+    bool wellFormed;             // a service would act on it
 };
 
-// Adds the decoded fields to `line`: size, messageId, argument1, argument2, dataSize,
-// dataSizeMatches, chunkReservedZero, clientWindow, senderReservedZero, payloadSize; for a
-// registration the API version, the token's bytes, client type and flag; for any other
-// message the payload in hexadecimal, the request's fields as "request" and, when its
-// layout is wrong for its id, "malformed" with the reason. Nothing is returned for a block
-// shorter than a client's 60-byte header (the line then carries an "error").
-std::optional<ReceivedMessage> DescribeReceived(JsonLine& line, const void* data, std::size_t size);
+// 2000 or 100.
+bool IsRegistration(std::uint32_t messageId);
+
+// Adds the decoded fields to `line`: dwData, size, messageId, argument1, argument2,
+// dataSize, clientWindow, payloadSize, the payload in hexadecimal, the request's fields as
+// "request" and, when the header or the request's layout is not what the protocol fixes,
+// "malformed" with the field that is wrong; a registration's token must name `now`'s minute
+// or the one before. Nothing is returned for a block shorter than a client's 60-byte header
+// (the line then carries an "error").
+std::optional<ReceivedMessage> DescribeReceived(JsonLine& line, std::uint64_t dwData,
+                                                const void* data, std::size_t size,
+                                                const Orvane::Platform::LocalTime& now);
 
 }  // namespace LumoSim

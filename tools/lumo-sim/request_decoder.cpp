@@ -30,6 +30,26 @@ const std::set<std::uint32_t> kBareRequests = {1021, 2001, 2008, 2010, 2012, 201
 // Requests whose one signed value travels in the chunk.
 const std::set<std::uint32_t> kChunkValueRequests = {2005, 2009, 2019, 2300};
 
+// 272 bytes of API version, token, client type, a 1 and zeros. The token is judged apart,
+// against the service's clock (received_message.cpp).
+Error Registration(WireReader& in, std::uint32_t, JsonLine& fields) {
+    if (in.Left() != 272) {
+        return Fail("a registration takes 272 bytes");
+    }
+    const std::uint32_t apiVersion = in.U32();
+    fields.Add("apiVersion", apiVersion).Add("token", in.Hex(8)).Add("clientType", in.U32());
+    const std::uint64_t flag = in.Unsigned(1);
+    fields.Add("flag", flag);
+    if (apiVersion != 0x06030000) {
+        return Fail("the registration's API version is not 6.3.0.0");
+    }
+    if (flag != 1) {
+        return Fail("the registration's flag is not 1");
+    }
+    return in.Zeros(255) ? std::nullopt
+                         : Fail("the registration has non-zero bytes after its flag");
+}
+
 Error Record2002(WireReader& in, std::uint32_t, JsonLine& fields) {
     if (in.Left() != 84) {
         return Fail("2002 takes 84 bytes");
@@ -160,9 +180,9 @@ Error ReadAccess(WireReader& in, JsonLine& fields) {
     const std::uint32_t leading = in.U32();
     const std::string digest = in.Narrow();
     fields.Add("leading", leading).Add("digest", digest).Add("time", in.S64());
-    const bool hex =
-        digest.size() == 64 && digest.find_first_not_of("0123456789abcdef") == std::string::npos;
-    fields.Add("digestWellFormed", hex && leading == 0);
+    if (digest.size() != 64 || digest.find_first_not_of("0123456789abcdef") != std::string::npos) {
+        return Fail("1022's digest is not 64 lowercase hex digits");
+    }
     return Zero(leading, "1022's leading field");
 }
 
@@ -170,13 +190,19 @@ Error ReadScript(WireReader& in, JsonLine& fields) {
     fields.Add("scriptId", in.U32());
     const std::uint32_t count = in.U32();
     JsonLine arguments;
+    // The arguments are a map: a name that comes twice cannot have been sent by one.
+    std::set<std::u16string> names;
+    Error twice;
     for (std::uint32_t i = 0; i < count && !in.Failed(); ++i) {
-        const std::string name = Utf16ToUtf8(in.Wide());
-        arguments.Add(name, Utf16ToUtf8(in.Wide()));
+        const std::u16string name = in.Wide();
+        if (!names.insert(name).second && !twice) {
+            twice = "2227's argument name \"" + Utf16ToUtf8(name) + "\" comes twice";
+        }
+        arguments.Add(Utf16ToUtf8(name), Utf16ToUtf8(in.Wide()));
     }
     const std::uint64_t last = in.Unsigned(1);
     fields.Add("arguments", arguments).Add("last", last);
-    return Zero(last, "2227's byte after the arguments");
+    return twice ? twice : Zero(last, "2227's byte after the arguments");
 }
 
 void ReadTextList(WireReader& in, JsonLine& fields) {
@@ -200,6 +226,8 @@ void ReadNumberList(WireReader& in, JsonLine& fields) {
 
 const std::map<std::uint32_t, Layout>& Layouts() {
     static const std::map<std::uint32_t, Layout> layouts = {
+        {100, Registration},
+        {2000, Registration},
         {2002, Record2002},
         {2004, Record2004},
         {2007, Record2007},

@@ -15,7 +15,7 @@ using LumoTools::JsonLine;
 
 // Adds the request's fields to `fields`. Returns why the request is malformed when its
 // size, its layout or its chunk value is wrong for `messageId`, or the id is not one the
-// service takes; nothing when it is well formed. Registration (2000, 100) is read apart.
+// service takes; nothing when it is well formed.
 std::optional<std::string> DescribeRequest(JsonLine& fields, std::uint32_t messageId,
                                            std::uint32_t chunkValue, const std::uint8_t* payload,
                                            std::size_t size);

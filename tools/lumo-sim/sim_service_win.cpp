@@ -233,20 +233,22 @@ void SimService::CheckClientAlive() {
 LRESULT SimService::OnCopyData(const COPYDATASTRUCT& data) {
     JsonLine line = output_.Line("received");
     line.Add("clockUs", LumoTools::MonotonicMicroseconds());
-    line.Add("dwData", static_cast<std::uint64_t>(data.dwData));
     const auto received =
-        DescribeReceived(line, data.lpData, data.lpData == nullptr ? 0 : data.cbData);
-    const bool registration =
-        received && (received->messageId == Api::MessageCode::kRegister ||
-                     received->messageId == Api::MessageCode::kRegisterAlternate);
+        DescribeReceived(line, data.dwData, data.lpData, data.lpData == nullptr ? 0 : data.cbData,
+                         Orvane::Platform::CurrentLocalTime());
     // A registration the service cannot accept is refused: the client's send fails.
-    const bool refused = registration && !received->wellFormed;
+    const bool refused = received && IsRegistration(received->messageId) && !received->wellFormed;
     const LRESULT answer = settings_.acceptMessages && !refused ? TRUE : FALSE;
     output_.Print(line.Add("answer", answer));
     if (!received || refused) {
         return answer;
     }
     ++receivedCount_[received->messageId];
+    // A real service does not act on a block it cannot read: no answer, and a malformed
+    // unregistration keeps the client registered.
+    if (!received->wellFormed) {
+        return answer;
+    }
     const HWND sender = FromLowBits(received->clientWindow);
     switch (received->messageId) {
         case Api::MessageCode::kRegister:
@@ -271,8 +273,7 @@ LRESULT SimService::OnCopyData(const COPYDATASTRUCT& data) {
             }
             break;
         default:
-            // A real service does not act on a request it cannot read.
-            if (received->wellFormed && client_ == sender) {
+            if (client_ == sender) {
                 QueueAnswer(received->messageId);
             }
             break;

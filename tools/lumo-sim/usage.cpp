@@ -66,16 +66,15 @@ Output: one JSON object a line on stdout, each with "t" (milliseconds since star
 machine's monotonic clock in microseconds (as dds-listen's datagrams do):
   window-created    window, serverAvailableMessage
   broadcast         window, posted
-  received          dwData, size, messageId, argument1, argument2, dataSize,
-                    dataSizeMatches, chunkReservedZero, clientWindow, senderReservedZero,
-                    payloadSize, answer; for 2000 and 100 also apiVersion, token (its
-                    8 bytes in hexadecimal, as they came: the simulator does not judge
-                    it), clientType, flag, reservedZero, and refused ("size", "API
-                    version" or "layout") for a registration a service would not accept:
-                    it is answered with 0 and the client is not registered;
-                    for other messages payload (hex), request (the fields read by the
-                    layout of the request's id) and, when the request does not fit that
-                    layout, malformed (why); error for short blocks
+  received          dwData, size, messageId, argument1, argument2, dataSize, clientWindow,
+                    payloadSize, payload (hex), request (the fields read by the layout of
+                    the request's id; for 2000 and 100 apiVersion, token (its 8 bytes in
+                    hexadecimal), clientType, flag), answer, and malformed (the field that
+                    is wrong) for a block whose header or layout is not what the protocol
+                    fixes, or a registration whose token does not name this minute or the
+                    one before under the key of a client given none (eight zero bytes): it
+                    is not acted on, and a malformed registration is answered with 0; error
+                    for a block shorter than a client's 60-byte header
   answered          as sent, for a scripted answer
   client-registered clientWindow
   client-forgotten  clientWindow, reason ("unregistered", "window gone" or "service
