@@ -1,13 +1,17 @@
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <future>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
 
+#include "diagnostics/flow_log_dump_on_exit.h"
 #include "diagnostics/k_logger_adapter.h"
 #include "helper/command_line.h"
 #include "platform/console_control.h"
+#include "platform/testing/fake_registry.h"
+#include "platform/testing/fake_special_folders.h"
 #include "tests/helper/helper_harness.h"
 #include "tests/identification/instrument_record.h"
 
@@ -146,6 +150,87 @@ TEST(HelperConsoleControl, AHelperEndsOnlyOnceAHandlerUsingItHasReturned) {
     control.join();
     ender.join();
     EXPECT_EQ(h.SentCodes(), std::vector<std::uint32_t>{PluginMsgExit});
+}
+
+// A close event from the system's thread, which holds its console lock as it dispatches, at
+// each point of the helper's way out: the helper still ends, withdraws once, has taken its
+// handler out, and writes its exit dump when the registry asks for it.
+TEST(HelperConsoleControl, ACloseEventOnTheWayOutLeavesTheEndIntact) {
+    enum When { kInitialize, kRun, kDeInitialize, kExitDump };
+    const struct {
+        When when;
+        bool dump;
+        std::size_t userLogged;
+    } cases[] = {
+        {kInitialize, true, 1}, {kRun, false, 1}, {kDeInitialize, true, 1}, {kExitDump, true, 0}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.when);
+        HelperHarness h;
+        h.PluginPresent();
+        Fakes::FakeRegistry registry;
+        Fakes::FakeSpecialFolders folders;
+        ScopedOverride<Orvane::Platform::Registry> useRegistry{registry};
+        ScopedOverride<Orvane::Platform::SpecialFolders> useFolders{folders};
+        const auto root = std::filesystem::temp_directory_path() / "lumo-helper-ways-out";
+        std::filesystem::remove_all(root);
+        std::filesystem::create_directories(root / "data" / "Orvane" / "Logs");
+        folders.SetCommonAppData((root / "data").wstring());
+        registry.SetMachineDword(L"Software\\Orvane\\Talvex4\\Logging", L"DumpFlowOnExit", c.dump);
+        const Record arm;
+        h.BeforeWait(0, [&] { h.helper->OnInstrumentData(arm.data()); });
+
+        std::thread system;
+        std::promise<void> sending;
+        const auto raise = [&] { system = std::thread([&] { h.console.Raise(kCtrlCloseEvent); }); };
+        const auto raised = [&] {
+            raise();
+            system.join();
+        };
+        // The plug-in answers the user-logged message by telling the helper to end.
+        const auto answer = [&] {
+            h.ipc.DuringNextWrite([&] { h.ipc.Deliver(kHelperChannelName, PluginMsgExit); });
+        };
+        // The system's thread is still sending to the plug-in as the removal begins.
+        const auto sendingAsTheHandlerGoes = [&] {
+            h.ipc.DuringNextWrite([&] {
+                sending.set_value();
+                std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            });
+            raise();
+            sending.get_future().wait();
+        };
+        switch (c.when) {
+            case kInitialize:
+                answer();
+                h.console.DuringNextChange(raised);
+                break;
+            case kRun:
+                answer();
+                h.BeforeWait(0, raised);
+                break;
+            case kDeInitialize:
+                h.BeforeWait(0, [&] { h.console.DuringNextChange(sendingAsTheHandlerGoes); });
+                h.ExitBeforeWait(0);
+                break;
+            case kExitDump:
+                h.ExitBeforeWait(0);
+                break;
+        }
+        h.helper->Execute(false);
+        if (c.when == kExitDump) {
+            raise();
+        }
+        FlowLogDumpOnExitHelper(L"LumoDiscoveryHelper").Run();
+        if (system.joinable()) {
+            system.join();
+        }
+        EXPECT_TRUE(h.console.Installed().empty());
+        EXPECT_EQ(h.DatagramTypes(), (std::vector<std::uint16_t>{kAnnounce, kWithdraw}));
+        EXPECT_EQ(h.SentCodes(), std::vector<std::uint32_t>(c.userLogged, PluginMsgExit));
+        const auto files = std::count_if(std::filesystem::recursive_directory_iterator(root), {},
+                                         [](const auto& entry) { return entry.is_regular_file(); });
+        EXPECT_EQ(files, c.dump ? 1 : 0);
+    }
 }
 
 TEST(HelperConsoleControl, TheUserLoggedMessageNeedsALiveHelperWithAPlugIn) {
