@@ -1,4 +1,3 @@
-#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <future>
@@ -81,15 +80,6 @@ TEST(HelperInitialize, OpensEverythingOrReleasesWhatTheFailedStepLeavesOpen) {
 }
 
 TEST(HelperExecute, RunsTheLoopBetweenInitializeAndDeInitializeOrStopsAfterAFailedInitialize) {
-    {
-        HelperHarness h;
-        h.PluginPresent();
-        h.ExitBeforeWait(0);
-        h.helper->Execute(false);
-        EXPECT_EQ(h.wait.WaitCount(), 1u);
-        EXPECT_EQ(h.objects.OpenCount(), 0u) << "DeInitialize ran";
-    }
-
     HelperHarness failed;
     failed.helper->Execute(false);
     EXPECT_EQ(failed.wait.WaitCount(), 0u) << "no plug-in: no loop";
@@ -105,131 +95,79 @@ TEST(HelperExecute, RunsTheLoopBetweenInitializeAndDeInitializeOrStopsAfterAFail
     EXPECT_EQ(thrown.DatagramTypes().back(), kWithdraw);
 }
 
-TEST(HelperConsoleControl, SessionEndingEventsTellThePlugInOthersPassOn) {
+// A control event from the system's thread, which holds its console lock as it dispatches,
+// at each point of the helper's way out: those that end the session tell the plug-in while
+// the handler is in, and the helper still ends, withdraws once, has closed what it opened,
+// and writes the exit dump that the registry asks for.
+TEST(HelperConsoleControl, AnEventOnTheWayOutLeavesTheEndIntact) {
     using namespace Orvane::Platform;
-    for (const std::uint32_t event : {kCtrlCEvent, kCtrlBreakEvent, kCtrlCloseEvent,
-                                      kCtrlLogoffEvent, kCtrlShutdownEvent, 3u}) {
-        SCOPED_TRACE(event);
-        const bool endsTheSession = event >= kCtrlCloseEvent && event != 3;
-        HelperHarness h;
-        h.InitializeWithPlugin();
-        bool handled = false;
-        // The system calls the handler on a thread of its own.
-        std::thread([&] { handled = h.console.Raise(event); }).join();
-        EXPECT_EQ(handled, endsTheSession);
-        ASSERT_EQ(h.ipc.Sent().size(), endsTheSession ? 1u : 0u);
-        if (endsTheSession) {
-            const auto sent = h.ipc.Sent()[0];
-            EXPECT_EQ(sent.code, static_cast<std::uint32_t>(PluginMsgExit));
-            EXPECT_TRUE(sent.data.empty());
-            EXPECT_EQ(sent.target, h.helper->PluginChannel());
-        }
-    }
-}
-
-// The system's thread may be inside the handler, sending to the plug-in, as the helper
-// ends: the helper goes only once the handler has returned.
-TEST(HelperConsoleControl, AHelperEndsOnlyOnceAHandlerUsingItHasReturned) {
-    HelperHarness h;
-    h.InitializeWithPlugin();
-    std::promise<void> writing, release;
-    h.ipc.DuringNextWrite([&] {
-        writing.set_value();
-        release.get_future().wait();
-    });
-    std::thread control([&] { h.console.Raise(kCtrlCloseEvent); });
-    writing.get_future().wait();
-    std::atomic<bool> ended = false;
-    std::thread ender([&] {
-        h.helper.reset();
-        ended = true;
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_FALSE(ended);
-    release.set_value();
-    control.join();
-    ender.join();
-    EXPECT_EQ(h.SentCodes(), std::vector<std::uint32_t>{PluginMsgExit});
-}
-
-// A close event from the system's thread, which holds its console lock as it dispatches, at
-// each point of the helper's way out: the helper still ends, withdraws once, has taken its
-// handler out, and writes its exit dump when the registry asks for it.
-TEST(HelperConsoleControl, ACloseEventOnTheWayOutLeavesTheEndIntact) {
     enum When { kInitialize, kRun, kDeInitialize, kExitDump };
     const struct {
         When when;
-        bool dump;
-        std::size_t userLogged;
-    } cases[] = {
-        {kInitialize, true, 1}, {kRun, false, 1}, {kDeInitialize, true, 1}, {kExitDump, true, 0}};
+        std::uint32_t event;
+        bool tells;
+    } cases[] = {{kInitialize, kCtrlCloseEvent, true},
+                 {kRun, kCtrlLogoffEvent, true},
+                 {kDeInitialize, kCtrlShutdownEvent, true},
+                 {kExitDump, kCtrlCloseEvent, false},
+                 {kRun, kCtrlCEvent, false},
+                 {kRun, kCtrlBreakEvent, false},
+                 {kRun, 3, false}};
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.when);
+        SCOPED_TRACE(testing::Message() << c.when << " " << c.event);
         HelperHarness h;
         h.PluginPresent();
         Fakes::FakeRegistry registry;
         Fakes::FakeSpecialFolders folders;
-        ScopedOverride<Orvane::Platform::Registry> useRegistry{registry};
-        ScopedOverride<Orvane::Platform::SpecialFolders> useFolders{folders};
+        ScopedOverride<Registry> useRegistry{registry};
+        ScopedOverride<SpecialFolders> useFolders{folders};
         const auto root = std::filesystem::temp_directory_path() / "lumo-helper-ways-out";
         std::filesystem::remove_all(root);
         std::filesystem::create_directories(root / "data" / "Orvane" / "Logs");
         folders.SetCommonAppData((root / "data").wstring());
-        registry.SetMachineDword(L"Software\\Orvane\\Talvex4\\Logging", L"DumpFlowOnExit", c.dump);
+        registry.SetMachineDword(L"Software\\Orvane\\Talvex4\\Logging", L"DumpFlowOnExit", 1);
         const Record arm;
         h.BeforeWait(0, [&] { h.helper->OnInstrumentData(arm.data()); });
 
         std::thread system;
+        bool handled = false;
         std::promise<void> sending;
-        const auto raise = [&] { system = std::thread([&] { h.console.Raise(kCtrlCloseEvent); }); };
-        const auto raised = [&] {
-            raise();
-            system.join();
-        };
-        // The plug-in answers the user-logged message by telling the helper to end.
-        const auto answer = [&] {
-            h.ipc.DuringNextWrite([&] { h.ipc.Deliver(kHelperChannelName, PluginMsgExit); });
-        };
-        // The system's thread is still sending to the plug-in as the removal begins.
-        const auto sendingAsTheHandlerGoes = [&] {
+        // Returns once the handler is in its send to the plug-in, which lasts long enough for
+        // a removal to meet it.
+        const auto raise = [&] {
             h.ipc.DuringNextWrite([&] {
                 sending.set_value();
                 std::this_thread::sleep_for(std::chrono::milliseconds(50));
             });
-            raise();
-            sending.get_future().wait();
+            system = std::thread([&] { handled = h.console.Raise(c.event); });
+            if (c.tells) {
+                sending.get_future().wait();
+            }
         };
-        switch (c.when) {
-            case kInitialize:
-                answer();
-                h.console.DuringNextChange(raised);
-                break;
-            case kRun:
-                answer();
-                h.BeforeWait(0, raised);
-                break;
-            case kDeInitialize:
-                h.BeforeWait(0, [&] { h.console.DuringNextChange(sendingAsTheHandlerGoes); });
-                h.ExitBeforeWait(0);
-                break;
-            case kExitDump:
-                h.ExitBeforeWait(0);
-                break;
+        if (c.when == kInitialize) {
+            h.console.DuringNextChange(raise);
+        } else if (c.when == kRun) {
+            h.BeforeWait(0, raise);
+        } else if (c.when == kDeInitialize) {
+            h.BeforeWait(0, [&] { h.console.DuringNextChange(raise); });
         }
+        h.ExitBeforeWait(0);
         h.helper->Execute(false);
         if (c.when == kExitDump) {
             raise();
         }
         FlowLogDumpOnExitHelper(L"LumoDiscoveryHelper").Run();
-        if (system.joinable()) {
-            system.join();
-        }
+        system.join();
+        EXPECT_EQ(handled, c.tells);
         EXPECT_TRUE(h.console.Installed().empty());
+        EXPECT_EQ(h.objects.OpenCount(), 0u);
         EXPECT_EQ(h.DatagramTypes(), (std::vector<std::uint16_t>{kAnnounce, kWithdraw}));
-        EXPECT_EQ(h.SentCodes(), std::vector<std::uint32_t>(c.userLogged, PluginMsgExit));
+        EXPECT_EQ(h.SentCodes(), std::vector<std::uint32_t>(c.tells, PluginMsgExit));
+        for (const auto& sent : h.ipc.Sent())
+            EXPECT_TRUE(sent.data.empty());
         const auto files = std::count_if(std::filesystem::recursive_directory_iterator(root), {},
                                          [](const auto& entry) { return entry.is_regular_file(); });
-        EXPECT_EQ(files, c.dump ? 1 : 0);
+        EXPECT_EQ(files, 1);
     }
 }
 
