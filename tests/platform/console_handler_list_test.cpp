@@ -40,6 +40,7 @@ TEST(ConsoleHandlerList, TheSystemHandlerGoesInOnceAndTheNewestAnswersFirst) {
     EXPECT_TRUE(console.Raise(kCtrlCloseEvent));
     EXPECT_EQ(calls, (std::vector<std::string>{"declines", "takes"}));
     EXPECT_EQ(console.RemoveHandler(&Takes), 0u);
+    EXPECT_EQ(console.RemoveHandler(&Takes), 87u);
     EXPECT_EQ(console.RemoveHandler(&Declines), 0u);
     EXPECT_FALSE(console.Raise(kCtrlCloseEvent));
     console.FailNextAdd(6);
