@@ -158,6 +158,7 @@ TEST(HelperConsoleControl, AnEventOnTheWayOutLeavesTheEndIntact) {
         const auto files = std::count_if(std::filesystem::recursive_directory_iterator(root), {},
                                          [](const auto& entry) { return entry.is_regular_file(); });
         EXPECT_EQ(files, 1);
+        std::filesystem::remove_all(root);
     }
 }
 
