@@ -7,8 +7,11 @@ if(CMAKE_CROSSCOMPILING AND WIN32)
     set_tests_properties(wine_environment PROPERTIES FIXTURES_SETUP wine)
 endif()
 
+# Wine's heap checking makes a read of freed heap memory fault, so that such a fault fails
+# the test instead of passing by luck.
 function(lumo_wine_test name)
     if(CMAKE_CROSSCOMPILING AND WIN32)
         set_tests_properties(${name} PROPERTIES FIXTURES_REQUIRED wine)
+        set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT WINEDEBUG=-all,warn+heap)
     endif()
 endfunction()

@@ -10,7 +10,7 @@ namespace {
 BOOL WINAPI Dispatch(DWORD eventType);
 
 // The system wants a handler of its own signature; one dispatcher of that signature stands
-// for all portable handlers and is registered while at least one of them is.
+// for all portable handlers and is registered from the first of them on.
 class Win32ConsoleControl final : public ConsoleControl {
   public:
     std::uint32_t AddHandler(Handler handler) override { return m_handlers.Add(handler); }
@@ -18,8 +18,8 @@ class Win32ConsoleControl final : public ConsoleControl {
     int Raise(DWORD eventType) { return m_handlers.Dispatch(eventType); }
 
   private:
-    static std::uint32_t InstallDispatcher(bool install) {
-        if (SetConsoleCtrlHandler(&Dispatch, install ? TRUE : FALSE)) {
+    static std::uint32_t InstallDispatcher() {
+        if (SetConsoleCtrlHandler(&Dispatch, TRUE)) {
             return 0;
         }
         const DWORD error = GetLastError();
@@ -29,9 +29,11 @@ class Win32ConsoleControl final : public ConsoleControl {
     ConsoleHandlerList m_handlers{&InstallDispatcher};
 };
 
+// Never destroyed: the dispatcher stays registered, and the system may call it on its own
+// thread while the process's static objects go.
 Win32ConsoleControl& Instance() {
-    static Win32ConsoleControl service;
-    return service;
+    static Win32ConsoleControl* const service = new Win32ConsoleControl;
+    return *service;
 }
 
 BOOL WINAPI Dispatch(DWORD eventType) {

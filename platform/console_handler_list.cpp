@@ -10,10 +10,11 @@ constexpr std::uint32_t kErrorInvalidParameter = 87;
 
 std::uint32_t ConsoleHandlerList::Add(Handler handler) {
     std::lock_guard lock(m_mutex);
-    if (m_handlers.empty()) {
-        if (const std::uint32_t error = m_system(true); error != 0) {
+    if (!m_installed) {
+        if (const std::uint32_t error = m_install(); error != 0) {
             return error;
         }
+        m_installed = true;
     }
     m_handlers.push_back(handler);
     return 0;
@@ -24,11 +25,6 @@ std::uint32_t ConsoleHandlerList::Remove(Handler handler) {
     const auto found = std::find(m_handlers.rbegin(), m_handlers.rend(), handler);
     if (found == m_handlers.rend()) {
         return kErrorInvalidParameter;
-    }
-    if (m_handlers.size() == 1) {
-        if (const std::uint32_t error = m_system(false); error != 0) {
-            return error;
-        }
     }
     m_handlers.erase(std::next(found).base());
     // A handler that removes itself cannot wait for its own dispatch to end.
@@ -48,16 +44,25 @@ int ConsoleHandlerList::Dispatch(std::uint32_t eventType) {
     }
     int result = 0;
     // Called outside the lock: a handler may add or remove handlers itself.
-    for (auto it = handlers.rbegin(); it != handlers.rend() && result == 0; ++it) {
-        result = (*it)(eventType);
+    try {
+        for (auto it = handlers.rbegin(); it != handlers.rend() && result == 0; ++it) {
+            result = (*it)(eventType);
+        }
+    } catch (...) {
+        LeaveDispatch();
+        throw;
     }
+    LeaveDispatch();
+    return result;
+}
+
+void ConsoleHandlerList::LeaveDispatch() {
     {
         std::lock_guard lock(m_mutex);
         m_dispatching.erase(
             std::find(m_dispatching.begin(), m_dispatching.end(), std::this_thread::get_id()));
     }
     m_idle.notify_all();
-    return result;
 }
 
 std::vector<ConsoleHandlerList::Handler> ConsoleHandlerList::Handlers() const {

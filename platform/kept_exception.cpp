@@ -1,24 +1,21 @@
 #include "platform/kept_exception.h"
 
+#include "platform/kept_exception_slot.h"
+
 namespace Orvane::Platform {
-namespace {
-
-thread_local std::exception_ptr kept;
-
-}  // namespace
 
 void KeepException(std::exception_ptr exception) {
-    if (!kept) {
+    if (std::exception_ptr& kept = KeptExceptionSlot(); !kept) {
         kept = std::move(exception);
     }
 }
 
 bool HasKeptException() {
-    return kept != nullptr;
+    return KeptExceptionSlot() != nullptr;
 }
 
 void ThrowKeptException() {
-    if (kept) {
+    if (std::exception_ptr& kept = KeptExceptionSlot()) {
         std::rethrow_exception(std::exchange(kept, nullptr));
     }
 }

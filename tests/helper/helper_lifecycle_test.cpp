@@ -1,13 +1,15 @@
-#include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <future>
 #include <sstream>
-#include <stdexcept>
 #include <thread>
 
+#include "diagnostics/flow_log_dump_on_exit.h"
 #include "diagnostics/k_logger_adapter.h"
 #include "helper/command_line.h"
 #include "platform/console_control.h"
+#include "platform/testing/fake_registry.h"
+#include "platform/testing/fake_special_folders.h"
 #include "tests/helper/helper_harness.h"
 #include "tests/identification/instrument_record.h"
 
@@ -76,76 +78,88 @@ TEST(HelperInitialize, OpensEverythingOrReleasesWhatTheFailedStepLeavesOpen) {
     }
 }
 
-TEST(HelperExecute, RunsTheLoopBetweenInitializeAndDeInitializeOrStopsAfterAFailedInitialize) {
-    {
-        HelperHarness h;
-        h.PluginPresent();
-        h.ExitBeforeWait(0);
-        h.helper->Execute(false);
-        EXPECT_EQ(h.wait.WaitCount(), 1u);
-        EXPECT_EQ(h.objects.OpenCount(), 0u) << "DeInitialize ran";
-    }
-
+TEST(HelperExecute, StopsAfterAFailedInitialize) {
     HelperHarness failed;
     failed.helper->Execute(false);
     EXPECT_EQ(failed.wait.WaitCount(), 0u) << "no plug-in: no loop";
     EXPECT_NE(failed.helper->OwnChannel(), 0u) << "left for the destructor";
-
-    // An exception that ends the run still withdraws an announced arm.
-    HelperHarness thrown;
-    thrown.PluginPresent();
-    const Record arm;
-    thrown.BeforeWait(0, [&] { thrown.helper->OnInstrumentData(arm.data()); });
-    thrown.BeforeWait(1, [] { throw std::runtime_error("callback failed"); });
-    thrown.helper->Execute(false);
-    EXPECT_EQ(thrown.DatagramTypes().back(), kWithdraw);
 }
 
-TEST(HelperConsoleControl, SessionEndingEventsTellThePlugInOthersPassOn) {
+// A control event from the system's thread, which holds its console lock as it dispatches,
+// at each point of the helper's way out: those that end the session tell the plug-in while
+// the handler is in, and the helper still ends, withdraws once, has closed what it opened,
+// and writes the exit dump that the registry asks for.
+TEST(HelperConsoleControl, AnEventOnTheWayOutLeavesTheEndIntact) {
     using namespace Orvane::Platform;
-    for (const std::uint32_t event : {kCtrlCEvent, kCtrlBreakEvent, kCtrlCloseEvent,
-                                      kCtrlLogoffEvent, kCtrlShutdownEvent, 3u}) {
-        SCOPED_TRACE(event);
-        const bool endsTheSession = event >= kCtrlCloseEvent && event != 3;
+    enum When { kInitialize, kRun, kDeInitialize, kExitDump };
+    const struct {
+        When when;
+        std::uint32_t event;
+        bool tells;
+    } cases[] = {{kInitialize, kCtrlCloseEvent, true},
+                 {kRun, kCtrlLogoffEvent, true},
+                 {kDeInitialize, kCtrlShutdownEvent, true},
+                 {kExitDump, kCtrlCloseEvent, false},
+                 {kRun, kCtrlCEvent, false},
+                 {kRun, kCtrlBreakEvent, false},
+                 {kRun, 3, false}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.when << " " << c.event);
         HelperHarness h;
-        h.InitializeWithPlugin();
-        bool handled = false;
-        // The system calls the handler on a thread of its own.
-        std::thread([&] { handled = h.console.Raise(event); }).join();
-        EXPECT_EQ(handled, endsTheSession);
-        ASSERT_EQ(h.ipc.Sent().size(), endsTheSession ? 1u : 0u);
-        if (endsTheSession) {
-            const auto sent = h.ipc.Sent()[0];
-            EXPECT_EQ(sent.code, static_cast<std::uint32_t>(PluginMsgExit));
-            EXPECT_TRUE(sent.data.empty());
-            EXPECT_EQ(sent.target, h.helper->PluginChannel());
-        }
-    }
-}
+        h.PluginPresent();
+        Fakes::FakeRegistry registry;
+        Fakes::FakeSpecialFolders folders;
+        ScopedOverride<Registry> useRegistry{registry};
+        ScopedOverride<SpecialFolders> useFolders{folders};
+        const auto root = std::filesystem::temp_directory_path() / "lumo-helper-ways-out";
+        std::filesystem::remove_all(root);
+        std::filesystem::create_directories(root / "data" / "Orvane" / "Logs");
+        folders.SetCommonAppData((root / "data").wstring());
+        registry.SetMachineDword(L"Software\\Orvane\\Talvex4\\Logging", L"DumpFlowOnExit", 1);
+        const Record arm;
+        h.BeforeWait(0, [&] { h.helper->OnInstrumentData(arm.data()); });
 
-// The system's thread may be inside the handler, sending to the plug-in, as the helper
-// ends: the helper goes only once the handler has returned.
-TEST(HelperConsoleControl, AHelperEndsOnlyOnceAHandlerUsingItHasReturned) {
-    HelperHarness h;
-    h.InitializeWithPlugin();
-    std::promise<void> writing, release;
-    h.ipc.DuringNextWrite([&] {
-        writing.set_value();
-        release.get_future().wait();
-    });
-    std::thread control([&] { h.console.Raise(kCtrlCloseEvent); });
-    writing.get_future().wait();
-    std::atomic<bool> ended = false;
-    std::thread ender([&] {
-        h.helper.reset();
-        ended = true;
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_FALSE(ended);
-    release.set_value();
-    control.join();
-    ender.join();
-    EXPECT_EQ(h.SentCodes(), std::vector<std::uint32_t>{PluginMsgExit});
+        std::thread system;
+        bool handled = false;
+        std::promise<void> sending;
+        // Returns once the handler is in its send to the plug-in, which lasts long enough for
+        // a removal to meet it.
+        const auto raise = [&] {
+            h.ipc.DuringNextWrite([&] {
+                sending.set_value();
+                std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            });
+            system = std::thread([&] { handled = h.console.Raise(c.event); });
+            if (c.tells) {
+                sending.get_future().wait();
+            }
+        };
+        if (c.when == kInitialize) {
+            h.console.DuringNextChange(raise);
+        } else if (c.when == kRun) {
+            h.BeforeWait(0, raise);
+        } else if (c.when == kDeInitialize) {
+            h.BeforeWait(0, [&] { h.console.DuringNextChange(raise); });
+        }
+        h.ExitBeforeWait(0);
+        h.helper->Execute(false);
+        if (c.when == kExitDump) {
+            raise();
+        }
+        FlowLogDumpOnExitHelper(L"LumoDiscoveryHelper").Run();
+        system.join();
+        EXPECT_EQ(handled, c.tells);
+        EXPECT_TRUE(h.console.Installed().empty());
+        EXPECT_EQ(h.objects.OpenCount(), 0u);
+        EXPECT_EQ(h.DatagramTypes(), (std::vector<std::uint16_t>{kAnnounce, kWithdraw}));
+        EXPECT_EQ(h.SentCodes(), std::vector<std::uint32_t>(c.tells, PluginMsgExit));
+        for (const auto& sent : h.ipc.Sent())
+            EXPECT_TRUE(sent.data.empty());
+        const auto files = std::count_if(std::filesystem::recursive_directory_iterator(root), {},
+                                         [](const auto& entry) { return entry.is_regular_file(); });
+        EXPECT_EQ(files, 1);
+        std::filesystem::remove_all(root);
+    }
 }
 
 TEST(HelperConsoleControl, TheUserLoggedMessageNeedsALiveHelperWithAPlugIn) {

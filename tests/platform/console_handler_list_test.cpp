@@ -1,10 +1,11 @@
-#include "platform/console_handler_list.h"
+#include "platform/testing/fake_console_control.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <future>
+#include <memory>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -22,63 +23,68 @@ int Takes(std::uint32_t) {
     return 1;
 }
 
-// The system's own handler goes in with the first handler and out with the last; a
-// refusal there leaves the list as it was.
-TEST(ConsoleHandlerList, TheSystemHandlerFollowsTheFirstAndTheLastAndTheNewestAnswersFirst) {
-    std::vector<std::string> system;
-    std::uint32_t refusal = 5;
-    ConsoleHandlerList list([&](bool install) {
-        system.push_back(install ? "install" : "remove");
-        return std::exchange(refusal, 0);
-    });
-    EXPECT_EQ(list.Add(&Takes), 5u);
-    EXPECT_TRUE(list.Handlers().empty());
-    EXPECT_EQ(list.Add(&Takes), 0u);
-    EXPECT_EQ(list.Add(&Declines), 0u);
+int Throws(std::uint32_t) {
+    throw std::runtime_error("handler failed");
+}
+
+// The system's own handler goes in with the first handler, for good: a refusal leaves the
+// list as it was, and once the last handler has gone an event is passed on.
+TEST(ConsoleHandlerList, TheSystemHandlerGoesInOnceAndTheNewestAnswersFirst) {
+    Testing::FakeConsoleControl console;
+    console.FailNextAdd(5);
+    EXPECT_EQ(console.AddHandler(&Takes), 5u);
+    EXPECT_TRUE(console.Installed().empty());
+    EXPECT_EQ(console.AddHandler(&Takes), 0u);
+    EXPECT_EQ(console.AddHandler(&Declines), 0u);
     calls.clear();
-    EXPECT_EQ(list.Dispatch(2), 1);
+    EXPECT_TRUE(console.Raise(kCtrlCloseEvent));
     EXPECT_EQ(calls, (std::vector<std::string>{"declines", "takes"}));
-    EXPECT_EQ(list.Remove(&Takes), 0u);
-    EXPECT_EQ(list.Remove(&Takes), 87u);
-    refusal = 6;
-    EXPECT_EQ(list.Remove(&Declines), 6u);
-    EXPECT_EQ(list.Remove(&Declines), 0u);
-    EXPECT_EQ(system, (std::vector<std::string>{"install", "install", "remove", "remove"}));
+    EXPECT_EQ(console.RemoveHandler(&Takes), 0u);
+    EXPECT_EQ(console.RemoveHandler(&Takes), 87u);
+    EXPECT_EQ(console.RemoveHandler(&Declines), 0u);
+    EXPECT_FALSE(console.Raise(kCtrlCloseEvent));
+    console.FailNextAdd(6);
+    EXPECT_EQ(console.AddHandler(&Takes), 0u) << "not asked again";
 }
 
 std::promise<void> entered, release;
-ConsoleHandlerList* removing = nullptr;
+ConsoleControl* removing = nullptr;
 int Blocks(std::uint32_t) {
     entered.set_value();
     release.get_future().wait();
     return 1;
 }
 int RemovesItself(std::uint32_t) {
-    return static_cast<int>(removing->Remove(&RemovesItself));
+    return static_cast<int>(removing->RemoveHandler(&RemovesItself));
 }
 
 // What a handler uses may go once its removal returns: a removal waits for a dispatch on
-// another thread, but not for the one it is called from.
-TEST(ConsoleHandlerList, ARemovalWaitsForADispatchOnAnotherThread) {
-    ConsoleHandlerList list([](bool) { return 0u; });
-    list.Add(&Blocks);
-    std::thread system([&] { list.Dispatch(2); });
+// another thread, even one that holds the system's console lock, but not for one that has
+// ended by a throw, nor for the one it is called from.
+TEST(ConsoleHandlerList, ARemovalWaitsForEveryDispatchUnderWayButItsOwn) {
+    // Shared with the remover, which is left behind should it wait for ever.
+    const auto console = std::make_shared<Testing::FakeConsoleControl>();
+    console->AddHandler(&Blocks);
+    console->AddHandler(&Throws);
+    EXPECT_THROW(console->Raise(kCtrlCloseEvent), std::runtime_error);
+    console->RemoveHandler(&Throws);
+    std::thread system([&] { console->Raise(kCtrlCloseEvent); });
     entered.get_future().wait();
-    std::atomic<bool> removed = false;
-    std::thread remover([&] {
-        list.Remove(&Blocks);
-        removed = true;
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_FALSE(removed);
+    std::promise<std::uint32_t> removal;
+    auto removed = removal.get_future();
+    std::thread([console, removal = std::move(removal)]() mutable {
+        removal.set_value(console->RemoveHandler(&Blocks));
+    }).detach();
+    EXPECT_EQ(removed.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
     release.set_value();
     system.join();
-    remover.join();
+    ASSERT_EQ(removed.wait_for(std::chrono::seconds(5)), std::future_status::ready);
+    EXPECT_EQ(removed.get(), 0u);
 
-    removing = &list;
-    list.Add(&RemovesItself);
-    EXPECT_EQ(list.Dispatch(2), 0) << "removed, and not waiting for itself";
-    EXPECT_TRUE(list.Handlers().empty());
+    removing = console.get();
+    console->AddHandler(&RemovesItself);
+    EXPECT_FALSE(console->Raise(kCtrlCloseEvent)) << "removed, and not waiting for itself";
+    EXPECT_TRUE(console->Installed().empty());
 }
 
 }  // namespace

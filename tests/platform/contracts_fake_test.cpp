@@ -1,5 +1,4 @@
 // Every contract against the fakes, and the portable text conversion.
-#include "platform/testing/fake_console_control.h"
 #include "platform/testing/fake_events.h"
 #include "platform/testing/fake_ipc_library.h"
 #include "platform/testing/fake_message_wait.h"
@@ -35,10 +34,8 @@ struct FakeWaits {
     Testing::FakeKernelObjects objects;
     Testing::FakeEvents fakeEvents{objects};
     Testing::FakeMessageWait fakeWait{objects};
-    Testing::FakeConsoleControl fakeConsole;
     Events& events() { return fakeEvents; }
     MessageWait& wait() { return fakeWait; }
-    ConsoleControl& console() { return fakeConsole; }
     void PostInput() { fakeWait.PostInput(); }
     void LookAtInputWithoutRemoving() {}
 };

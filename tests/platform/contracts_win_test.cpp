@@ -43,7 +43,6 @@ struct Win32Waits {
     }
     Events& events() { return Get<Events>(); }
     MessageWait& wait() { return Get<MessageWait>(); }
-    ConsoleControl& console() { return Get<ConsoleControl>(); }
     void PostInput() { PostThreadMessageW(GetCurrentThreadId(), WM_USER, 0, 0); }
     void LookAtInputWithoutRemoving() {
         MSG message;

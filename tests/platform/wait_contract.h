@@ -1,17 +1,16 @@
-// What the helper's loop relies on from events, the wait and console control, stated once
+// What the helper's loop relies on from events and the wait, stated once
 // and run against the fakes (natively) and against the Win32 backends (under Wine), so
 // that the fakes cannot drift from the system they stand for. Each test program that
 // includes this file instantiates it with its own environments.
 //
 // An environment type provides:
-//   Events& events();  MessageWait& wait();  ConsoleControl& console();
+//   Events& events();  MessageWait& wait();
 //   void PostInput();                    a window message for the calling thread
 //   void LookAtInputWithoutRemoving();   what PeekMessage without PM_REMOVE does
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include "platform/console_control.h"
 #include "platform/events.h"
 #include "platform/message_wait.h"
 
@@ -87,27 +86,8 @@ TYPED_TEST_P(WaitContract, ClosedHandlesFailTheWaitWithInvalidHandle) {
     events.Close(handles[0]);
 }
 
-inline int ContractHandlerA(std::uint32_t) {
-    return 1;
-}
-inline int ContractHandlerB(std::uint32_t) {
-    return 0;
-}
-
-TYPED_TEST_P(WaitContract, ConsoleHandlersAreRemovedOnlyOncePerAdd) {
-    constexpr std::uint32_t kErrorInvalidParameter = 87;
-    ConsoleControl& console = this->environment.console();
-    EXPECT_EQ(console.AddHandler(&ContractHandlerA), 0u);
-    EXPECT_EQ(console.AddHandler(&ContractHandlerB), 0u);
-    EXPECT_EQ(console.RemoveHandler(&ContractHandlerA), 0u);
-    EXPECT_EQ(console.RemoveHandler(&ContractHandlerA), kErrorInvalidParameter);
-    EXPECT_EQ(console.RemoveHandler(&ContractHandlerB), 0u);
-    EXPECT_EQ(console.RemoveHandler(&ContractHandlerB), kErrorInvalidParameter);
-}
-
 REGISTER_TYPED_TEST_SUITE_P(WaitContract, LowestSignalledIndexWinsAndAutoResetEventsAreConsumed,
                             WindowInputWakesTheWaitUntilDispatched,
-                            ClosedHandlesFailTheWaitWithInvalidHandle,
-                            ConsoleHandlersAreRemovedOnlyOncePerAdd);
+                            ClosedHandlesFailTheWaitWithInvalidHandle);
 
 }  // namespace Orvane::Platform
