@@ -231,10 +231,12 @@ class Session final : public Reactions {
             m_withdrawn = m_withdrawn || (registered && !m_secondRegister) ||
                           m_service.Of(Window()) == Service::Registration::Taking;
         }
-        if (action == kUnregister || action == kStop) {
+        // A client has no Stop: it ends when destroyed.
+        const bool stops = action == kDestroy || (action == kStop && core);
+        if (action == kUnregister || stops) {
             m_heardRegistered = false;
         }
-        if ((action == kStop || action == kDestroy) && m_secondRegister) {
+        if (stops && m_secondRegister) {
             m_excused.insert(static_cast<std::uint32_t>(Window()));
         }
         if (action == kThrow) {
