@@ -1,5 +1,6 @@
 #include "service_api/core/core.h"
 
+#include "platform/kept_exception.h"
 #include "platform/service.h"
 #include "tests/service_api_connection/service_peer.h"
 
@@ -7,8 +8,10 @@
 
 #include <functional>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Quorvel::Lumo::Api::testing {
@@ -185,38 +188,104 @@ TEST_F(CoreTest, RepliesArriveInsideTheSendAndHandlersMaySendAgain) {
     EXPECT_EQ(m_service.ReceivedCodes(), (std::vector<std::uint32_t>{2000, 2013, 2014}));
 }
 
+// What a handler asks or throws inside a send, or from an event, ends as the application
+// last asked, and the service holds what the core says. The service answers the request
+// `on` (0: the Unregistered event) once with a message whose handler runs `inner`.
+TEST(CoreNestedCalls, EndAsTheApplicationLastAsked) {
+    const struct {
+        const char* name;
+        std::uint32_t on;
+        const char *inner, *outer, *heard;
+        std::vector<std::uint32_t> sent;
+        bool registered, started;
+    } cases[] = {
+        // clang-format off
+        {"a throw inside the unregistration", 2001, "throw", "announce unregister unregister", "registered thrown", {2000, 2001}, false, true},
+        {"a throw inside the registration", 2000, "throw", "announce unregister", "thrown unregistered", {2000, 2001}, false, true},
+        {"an unregistration inside the registration", 2000, "unregister", "announce", "unregistered", {2000, 2001}, false, true},
+        {"a registration inside Stop's unregistration", 2001, "register", "announce stop", "registered register=10 unregistered", {2000, 2001}, false, false},
+        {"a registration on the Unregistered of Stop", 0, "register", "announce stop", "registered unregistered register=10", {2000, 2001}, false, false},
+        {"a start inside a Stop in Stop", 2001, "stop start announce", "announce stop", "registered start=25", {2000, 2001}, false, false},
+        {"a Stop inside the registration", 2000, "stop", "announce", "", {2000, 2001}, false, false},
+        // clang-format on
+    };
+    for (const auto& each : cases) {
+        FakeMessageWindow desktop;
+        ScopedOverride<MessageWindowService> installed(desktop);
+        ServicePeer service(desktop);
+        Core core;
+        std::string heard;
+        bool answered = false;
+        // A handler's throw leaves it; the application notes what reaches it.
+        const auto run = [&](const char* steps, bool inHandler) {
+            std::istringstream words(steps);
+            for (std::string word; words >> word;) {
+                try {
+                    if (word == "throw") {
+                        throw std::runtime_error("handler failed");
+                    } else if (word == "register") {
+                        heard += " register=" + std::to_string(core.Register());
+                    } else if (word == "start") {
+                        heard += " start=" + std::to_string(core.Start(0, kAutoRegister));
+                    } else if (word == "unregister") {
+                        core.Unregister();
+                    } else if (word == "stop") {
+                        core.Stop();
+                    } else {
+                        service.Announce();
+                    }
+                } catch (const std::runtime_error&) {
+                    if (inHandler) {
+                        throw;
+                    }
+                    heard += " thrown";
+                }
+            }
+        };
+        core.AddMessageHandler(
+            2013, [&](const sLUMOChunk&, char*, std::uint64_t) { run(each.inner, true); });
+        core.SetEventHandler(LumoCoreEvent::Registered, [&] { heard += " registered"; });
+        core.SetEventHandler(LumoCoreEvent::Unregistered, [&] {
+            heard += " unregistered";
+            if (each.on == 0 && !std::exchange(answered, true)) {
+                run(each.inner, true);
+            }
+        });
+        desktop.SetPeerHandler(service.Window(), [&](const std::vector<std::uint8_t>& request) {
+            if (U32At(request, 0) == each.on && !std::exchange(answered, true)) {
+                service.Tell(desktop.CreatedWindows().at(0), 2013);
+            }
+        });
+        core.Start(0, kAutoRegister);
+        run(each.outer, false);
+        EXPECT_EQ(heard, each.heard[0] ? std::string(" ") + each.heard : "") << each.name;
+        EXPECT_EQ(service.ReceivedCodes(), each.sent) << each.name;
+        EXPECT_EQ(core.IsRegistered(), each.registered) << each.name;
+        EXPECT_EQ(core.IsStarted(), each.started) << each.name;
+    }
+}
+
 // The service answers the unregistration from inside its send, and the handler of that
 // answer ends the core: nothing of the core is touched once it is gone (AddressSanitizer
-// sees it when it is), and nothing leaves its destructor.
+// sees it when it is), and nothing leaves its destructor: the thread's next wait throws it.
 TEST(CoreEnding, AHandlerMayEndTheCoreWhileItsUnregistrationLetsAnswersIn) {
-    struct ErrorLog final : IInternalErrorHandler {
-        void OnInternalError(std::uint32_t kind, std::uint32_t messageId) override {
-            reported.push_back(std::to_string(kind) + "/" + std::to_string(messageId));
-        }
-        std::vector<std::string> reported;
-    };
     using Step = std::function<void(std::unique_ptr<Core>&)>;
     const Step destroy = [](auto& core) { core.reset(); };
     const struct {
         const char* name;
         std::uint32_t answer;  // to 2001; its handler runs `handle`
         Step handle, end;
-        std::vector<std::string> reported;
+        bool kept;
     } cases[] = {
-        {"stopped, destroyed on the loss", 1005, destroy, [](auto& core) { core->Stop(); }, {}},
-        {"destroyed, a handler throws",
-         2013,
-         [](auto&) { throw std::runtime_error("failed"); },
-         destroy,
-         {"3/2001"}},
+        {"stopped, destroyed on the loss", 1005, destroy, [](auto& core) { core->Stop(); }, false},
+        {"destroyed, a handler throws", 2013, [](auto&) { throw std::runtime_error("failed"); },
+         destroy, true},
     };
     for (const auto& each : cases) {
         FakeMessageWindow desktop;
         ScopedOverride<MessageWindowService> installed(desktop);
         ServicePeer service(desktop);
-        ErrorLog errors;
         auto core = std::make_unique<Core>();
-        core->SetInternalErrorHandler(&errors);
         core->SetEventHandler(LumoCoreEvent::ServerDown, [&] { each.handle(core); });
         core->AddMessageHandler(
             2013, [&](const sLUMOChunk&, char*, std::uint64_t) { each.handle(core); });
@@ -230,7 +299,10 @@ TEST(CoreEnding, AHandlerMayEndTheCoreWhileItsUnregistrationLetsAnswersIn) {
         each.end(core);
         EXPECT_EQ(core, nullptr) << each.name;
         EXPECT_EQ(service.ReceivedCodes(), (std::vector<std::uint32_t>{2000, 2001})) << each.name;
-        EXPECT_EQ(errors.reported, each.reported) << each.name;
+        EXPECT_EQ(Orvane::Platform::HasKeptException(), each.kept) << each.name;
+        if (each.kept) {
+            EXPECT_THROW(Orvane::Platform::ThrowKeptException(), std::runtime_error);
+        }
     }
 }
 
