@@ -225,7 +225,7 @@ class Session final : public Reactions {
         const int action = m_script.Next() % kActions;
         const bool registered = Registered();
         const std::size_t heard = m_heard;
-        XeLUMOResult result = LUMO_EXECUTION_FAILED;
+        XeLUMOResult result = LUMO_NOT_INITIALIZED;  // also for no call
         if (action == kUnregister) {
             // Effective while registered or while a registration is being taken.
             m_withdrawn = m_withdrawn || (registered && !m_secondRegister) ||
@@ -250,13 +250,13 @@ class Session final : public Reactions {
                      : action == kStop       ? core->Stop()
                      : action == kRequest    ? core->Send(2013, nullptr, 0, 0, 0)
                      : action == kStart      ? core->Start(0, {1, 0, {}})
-                                             : LUMO_EXECUTION_FAILED;
+                                             : LUMO_NOT_INITIALIZED;
         } else if (client) {
             result = action == kRegister     ? client->Register()
                      : action == kUnregister ? client->Unregister()
                      : action == kRequest    ? client->SendRequest2013()
                      : action == kStart      ? client->Start(0, nullptr, 0, true)
-                                             : LUMO_EXECUTION_FAILED;
+                                             : LUMO_NOT_INITIALIZED;
             if (action == kRemove && watcher != nullptr) {
                 Watcher* gone = m_script.Next() % 2 ? watcher
                                 : watcher == &first ? &second
@@ -265,7 +265,9 @@ class Session final : public Reactions {
                 client->GetDisplayClient().Observers().RemoveObserver(gone);
             }
         }
-        if (result == LUMO_SUCCESS && (action == kRegister || action == kStart)) {
+        // A Register that reached a server is the last word even when the server went.
+        if ((action == kRegister && result != LUMO_NOT_INITIALIZED) ||
+            (action == kStart && result == LUMO_SUCCESS)) {
             m_withdrawn = false;
         }
         // A Register on a registered session sends nothing and leaves the core unregistered
@@ -322,7 +324,11 @@ class Session final : public Reactions {
     }
 
   private:
-    bool Registered() const { return core ? core->IsRegistered() : m_heardRegistered; }
+    // A client does not say; after a throw it is registered without a word, as the service
+    // knows.
+    bool Registered() const {
+        return core ? core->IsRegistered() : m_service.Of(Window()) == Service::Registration::Held;
+    }
     WindowHandle Window() const {
         const std::vector<WindowHandle> windows = m_desktop.CreatedWindows();
         return windows.empty() ? 0 : windows[0];
