@@ -109,7 +109,6 @@ Client::Client()
       m_wrtl(std::make_unique<Wrtl::Client>(*m_core, *this)),
       m_parameterNames(std::make_unique<ParameterNames>()) {
     FillParameterNames(*m_parameterNames);
-    m_core->SetInternalErrorHandler(this);
     m_core->SetEventHandler(LumoCoreEvent::ServerAvailable, [this] { OnServerAvailable(); });
     m_core->SetEventHandler(LumoCoreEvent::Registered, [this] { OnConnectedToServer(); });
     m_core->SetEventHandler(LumoCoreEvent::ServerDown, [this] { OnServerDown(); });
@@ -120,7 +119,7 @@ Client::~Client() {
     // The deriving application is gone by now: what the service still says while the
     // session closes (the unregistration's send lets replies in) must not reach it.
     Detach();
-    m_core->Stop();
+    m_core->StopKeepingExceptions();
 }
 
 void Client::Detach() {

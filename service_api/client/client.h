@@ -42,7 +42,8 @@ class Client : public IInternalErrorHandler {
     // The connection core and the three sub-clients, which share it.
     Client();
     // Ends the session: unregisters when registered and closes the message window before
-    // anything is released; no callback arrives from then on.
+    // anything is released; no callback arrives from then on. What another window of the
+    // thread throws meanwhile is kept for the thread's next wait for messages.
     virtual ~Client();
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
@@ -88,7 +89,7 @@ class Client : public IInternalErrorHandler {
     XeLUMOResult SendRequest2012();
     XeLUMOResult SendRequest2013();
     XeLUMOResult SendRequest2014();
-    // 48 + size bytes: a, b, c, 36 zero bytes, then the data.
+    // 48 + size bytes: a, b, c, 36 zero bytes, then the data; 5 without data of that size.
     XeLUMOResult SendRequest2016(std::uint32_t a, std::uint32_t b, std::uint32_t c,
                                  const std::uint8_t* data, std::uint32_t size);
     XeLUMOResult SendRequest2019(std::int32_t value);  // value in the chunk

@@ -100,7 +100,7 @@ XeLUMOResult Client::SendRequest2014() {
 
 XeLUMOResult Client::SendRequest2016(std::uint32_t a, std::uint32_t b, std::uint32_t c,
                                      const std::uint8_t* data, std::uint32_t size) {
-    if (size > kLargestPayload - kRecord2016HeaderSize) {
+    if (size > kLargestPayload - kRecord2016HeaderSize || (data == nullptr && size != 0)) {
         return LUMO_BAD_PARAMETER;
     }
     // The data may be large: the record lives on the heap for this one send, and only its

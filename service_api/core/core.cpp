@@ -1,6 +1,9 @@
 #include "service_api/core/core.h"
 
+#include "platform/kept_exception.h"
+
 #include <cstring>
+#include <exception>
 #include <new>
 #include <utility>
 
@@ -9,13 +12,15 @@ namespace Quorvel::Lumo::Api {
 using Orvane::Platform::CurrentLocalTime;
 
 Core::~Core() {
+    StopKeepingExceptions();
+}
+
+void Core::StopKeepingExceptions() noexcept {
     try {
         Stop();
     } catch (...) {
-        if (m_internalErrorHandler != nullptr) {
-            m_internalErrorHandler->OnInternalError(
-                IInternalErrorHandler::kHandlerFailedWhileEnding, MessageCode::kUnregister);
-        }
+        // Nothing leaves a destructor: the thread's next wait for messages throws it.
+        Orvane::Platform::KeepException(std::current_exception());
     }
 }
 
@@ -51,7 +56,8 @@ XeLUMOResult Core::Send(std::uint32_t messageCode, const void* payload, std::uin
 }
 
 XeLUMOResult Core::Start(std::uint32_t alternateRegistration, LumoTransportOptions options) {
-    if (m_window != nullptr) {
+    // A window made while the core stops would be the one that Stop destroys.
+    if (m_window != nullptr || m_stopping) {
         return LUMO_ALREADY_STARTED;
     }
     try {
@@ -64,17 +70,34 @@ XeLUMOResult Core::Start(std::uint32_t alternateRegistration, LumoTransportOptio
 
 XeLUMOResult Core::Stop() {
     const Lifetime::Witness alive = m_lifetime.Watch();
-    Unregister();
-    if (!*alive) {
-        return LUMO_SUCCESS;
+    const bool nested = std::exchange(m_stopping, true);
+    // The window goes also when what the unregistration let in threw.
+    std::exception_ptr failed;
+    try {
+        Unregister();
+        if (*alive && m_window != nullptr) {
+            m_window->WithdrawBeforeClosing();
+        }
+    } catch (...) {
+        failed = std::current_exception();
     }
-    m_window.reset();
-    m_serverAvailable = false;
-    m_registered = false;
+    if (*alive) {
+        m_stopping = nested;
+        m_window.reset();
+        m_serverAvailable = false;
+        m_registered = false;
+    }
+    if (failed) {
+        std::rethrow_exception(failed);
+    }
     return LUMO_SUCCESS;
 }
 
 XeLUMOResult Core::Register() {
+    // A registration made while the core stops would outlive the window it was made for.
+    if (m_stopping) {
+        return LUMO_NOT_INITIALIZED;
+    }
     m_registered = false;
     if (m_window == nullptr) {
         return LUMO_NOT_INITIALIZED;
@@ -83,7 +106,7 @@ XeLUMOResult Core::Register() {
 }
 
 XeLUMOResult Core::Unregister() {
-    if (!m_registered) {
+    if (!m_registered && (m_window == nullptr || !m_window->IsRegistering())) {
         return LUMO_SUCCESS;
     }
     return m_window->Unregister();
@@ -149,12 +172,16 @@ void Core::OnServerAvailable() {
 void Core::OnRegistered() {
     m_registered = true;
     m_registrationTime = CurrentLocalTime();
-    Fire(LumoCoreEvent::Registered);
+    if (!m_window->IsQuiet()) {
+        Fire(LumoCoreEvent::Registered);
+    }
 }
 
 void Core::OnUnregistered() {
     m_registered = false;
-    Fire(LumoCoreEvent::Unregistered);
+    if (!m_window->IsQuiet()) {
+        Fire(LumoCoreEvent::Unregistered);
+    }
 }
 
 void Core::OnServerDown() {

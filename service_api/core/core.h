@@ -6,7 +6,6 @@
 
 #include "platform/local_time.h"
 #include "service_api/core/icore.h"
-#include "service_api/core/internal_error_handler.h"
 #include "service_api/core/lifetime.h"
 #include "service_api/core/listener.h"
 #include "service_api/core/windows_messaging_window.h"
@@ -20,8 +19,8 @@ namespace Quorvel::Lumo::Api {
 class Core final : public ICore, public Listener {
   public:
     Core() = default;
-    // Stops (unregistering when registered) before the handlers go. What a handler throws
-    // meanwhile goes to the internal error handler, if there is one, and no further.
+    // Stops (unregistering when registered) before the handlers go, keeping what a handler
+    // throws meanwhile.
     ~Core() override;
     Core(const Core&) = delete;
     Core& operator=(const Core&) = delete;
@@ -33,21 +32,23 @@ class Core final : public ICore, public Listener {
     void SetEventHandler(LumoCoreEvent event, LumoEventHandler handler) override;
     XeLUMOResult Send(std::uint32_t messageCode, const void* payload, std::uint32_t payloadSize,
                       std::uint32_t argument1, std::uint32_t argument2) override;
+    // 25 also while the core stops.
     XeLUMOResult Start(std::uint32_t alternateRegistration, LumoTransportOptions options) override;
     // A handler may end this core while the unregistration's send lets messages in: Stop
     // then touches nothing more. Every other call out is the last thing its caller does.
+    // A registration still being taken is withdrawn before the window goes.
     XeLUMOResult Stop() override;
+    // Stop for a destructor: what a handler throws meanwhile is kept for this thread
+    // (platform/kept_exception.h), whose next wait for messages throws it.
+    void StopKeepingExceptions() noexcept;
     // Clears the registered flag before asking the window, which answers 0 without a word
     // when it is registered already: a second Register leaves the core unregistered while
-    // the service still counts the client, until the server is lost. 10 when not started.
+    // the service still counts the client, until the server is lost. 10 when not started,
+    // and while the core stops.
     XeLUMOResult Register() override;
     XeLUMOResult Unregister() override;
     // Hands the window a service window learnt without the broadcast; ignored before Start.
     void ServerAvailable(Orvane::Platform::WindowHandle serverWindow);
-    // Not owned; null for none.
-    void SetInternalErrorHandler(IInternalErrorHandler* handler) {
-        m_internalErrorHandler = handler;
-    }
     bool IsStarted() const override { return m_window != nullptr; }
     bool IsRegistered() const override { return m_registered; }
     bool IsServerAvailable() const override { return m_serverAvailable; }
@@ -78,7 +79,7 @@ class Core final : public ICore, public Listener {
     std::map<std::int32_t, LumoMessageHandler> m_messageHandlers;
     std::map<LumoCoreEvent, LumoEventHandler> m_eventHandlers;
     LumoMessageHandler m_defaultHandler;
-    IInternalErrorHandler* m_internalErrorHandler = nullptr;
+    bool m_stopping = false;
     Lifetime m_lifetime;
 };
 

@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <memory>
+#include <utility>
 
 namespace Quorvel::Lumo::Api {
 
@@ -102,6 +103,7 @@ void WindowsMessagingWindow::ForgetServer() {
     m_serverAvailable = false;
     m_registered = false;
     m_registering = false;
+    m_withdrawWhenRegistered = false;
     ++m_serverEpoch;
     m_serverWindow = 0;
     m_registrationTime = {};
@@ -121,6 +123,9 @@ XeLUMOResult WindowsMessagingWindow::Register() {
     if (!m_serverAvailable) {
         return LUMO_NOT_INITIALIZED;
     }
+    if (std::exchange(m_withdrawWhenRegistered, false)) {
+        m_autoRegister = m_savedAutoRegister;
+    }
     if (m_registered || m_registering) {
         return LUMO_SUCCESS;
     }
@@ -135,9 +140,14 @@ XeLUMOResult WindowsMessagingWindow::Register() {
     try {
         sent = Send(code, request.data(), kRegistrationRequestSize, 0, 0);
     } catch (...) {
-        // A handler failed on what the service answered: the registration did not complete.
-        if (*alive) {
-            m_registering = false;
+        // A handler failed on what the service answered, or another window of this thread
+        // failed meanwhile: the service took the request all the same. An Unregister asked
+        // inside the send is not carried out under the exception.
+        if (*alive && m_registering) {
+            m_registering = m_withdrawWhenRegistered = false;
+            m_registered = true;
+            m_registrationTime = CurrentLocalTime();
+            TellQuietly(&Listener::OnRegistered);
         }
         throw;
     }
@@ -152,27 +162,61 @@ XeLUMOResult WindowsMessagingWindow::Register() {
         return LUMO_SERVER_NOT_AVAILABLE;
     }
     if (sent != LUMO_SUCCESS) {
+        m_withdrawWhenRegistered = false;
         return sent;
     }
     m_registered = true;
     m_registrationTime = CurrentLocalTime();
+    if (std::exchange(m_withdrawWhenRegistered, false)) {
+        // The application's last word was to unregister: it hears only that.
+        return Withdraw();
+    }
     m_listener.OnRegistered();
     return LUMO_SUCCESS;
 }
 
 XeLUMOResult WindowsMessagingWindow::Unregister() {
-    if (!m_registered) {
+    if (!m_registered && !m_registering) {
         return LUMO_SUCCESS;
     }
-    m_savedAutoRegister = m_autoRegister;
-    m_autoRegister = false;
+    if (!m_withdrawWhenRegistered) {
+        m_savedAutoRegister = m_autoRegister;
+        m_autoRegister = false;
+    }
+    m_withdrawWhenRegistered = m_registering;
+    return m_registering ? LUMO_SUCCESS : Withdraw();
+}
+
+XeLUMOResult WindowsMessagingWindow::Withdraw() {
     m_registered = false;
     const Lifetime::Witness alive = m_lifetime.Watch();
-    Send(MessageCode::kUnregister, nullptr, 0, 0, 0);
+    try {
+        Send(MessageCode::kUnregister, nullptr, 0, 0, 0);
+    } catch (...) {
+        // The service has the unregistration: the listener learns it before the failure goes on.
+        if (*alive && !m_registered) {
+            TellQuietly(&Listener::OnUnregistered);
+        }
+        throw;
+    }
     if (*alive && !m_registered) {
         m_listener.OnUnregistered();
     }
     return LUMO_SUCCESS;
+}
+
+void WindowsMessagingWindow::WithdrawBeforeClosing() {
+    if (!m_registering) {
+        return;
+    }
+    m_registering = m_withdrawWhenRegistered = m_autoRegister = false;
+    Send(MessageCode::kUnregister, nullptr, 0, 0, 0);
+}
+
+void WindowsMessagingWindow::TellQuietly(void (Listener::*call)()) {
+    m_quiet = true;
+    (m_listener.*call)();
+    m_quiet = false;
 }
 
 XeLUMOResult WindowsMessagingWindow::Send(std::uint32_t messageCode, const void* payload,

@@ -40,14 +40,21 @@ class WindowsMessagingWindow final : private Orvane::Platform::MessageWindowEven
     WindowsMessagingWindow(const WindowsMessagingWindow&) = delete;
     WindowsMessagingWindow& operator=(const WindowsMessagingWindow&) = delete;
 
-    // 10 without a server; 0 without sending when already registered or registering; 24
-    // when the server was lost while it took the request; else the result of sending it.
+    // 10 without a server; 0 without sending when already registered or registering (from
+    // inside the registration's send it takes back an Unregister asked there); 24 when the
+    // server was lost while it took the request; else the result of sending it. When what
+    // the send let in threw, the service has the registration all the same: the window
+    // counts it, the listener is told quietly, and the exception goes on.
     XeLUMOResult Register();
     // Always 0; sends 2001 only when registered, and turns auto-registration off until the
     // next Register, so that a restarted service is not joined behind the user's back. The
     // state changes before the send: a nested Unregister finds nothing to do, and a
     // Register from inside the send registers anew (the listener then hears only that).
+    // From inside the registration's send, the 2001 follows once the registration is done.
     XeLUMOResult Unregister();
+    // For a window about to be destroyed while its registration's send is under way: the
+    // registration is withdrawn at once, from inside that send.
+    void WithdrawBeforeClosing();
     // 4 without a server window, 5 for a payload above kLargestPayload (nothing is sent), 3
     // when it did not take the message, else 0.
     XeLUMOResult Send(std::uint32_t messageCode, const void* payload, std::uint32_t payloadSize,
@@ -71,6 +78,10 @@ class WindowsMessagingWindow final : private Orvane::Platform::MessageWindowEven
     WindowHandle Handle() const { return m_window; }
     bool IsServerAvailable() const { return m_serverAvailable; }
     bool IsRegistered() const { return m_registered; }
+    bool IsRegistering() const { return m_registering; }
+    // A handler threw inside one of this window's sends: what the listener is told until
+    // the exception has left is the state, and no handler should run for it.
+    bool IsQuiet() const { return m_quiet; }
     bool IsMessageFilterSet() const { return m_messageFilterSet; }
     WindowHandle ServerWindow() const { return m_serverWindow; }
     // When the last registration was sent; zero after the server was lost.
@@ -84,6 +95,8 @@ class WindowsMessagingWindow final : private Orvane::Platform::MessageWindowEven
 
     void ForgetServer();
     void ServerLost();
+    XeLUMOResult Withdraw();
+    void TellQuietly(void (Listener::*call)());
     XeLUMOResult Deliver(WindowHandle target, const void* data, std::uint32_t size);
 
     Orvane::Platform::MessageWindowService& m_windows;
@@ -95,6 +108,9 @@ class WindowsMessagingWindow final : private Orvane::Platform::MessageWindowEven
     // A registration's send is under way: the service may answer, and so call back in,
     // while it takes the request.
     bool m_registering = false;
+    // An Unregister from inside the registration's send, carried out once it is done.
+    bool m_withdrawWhenRegistered = false;
+    bool m_quiet = false;
     // Counts the servers forgotten, so that a send can tell whether its server was lost
     // (and perhaps another one found) while it ran.
     std::uint32_t m_serverEpoch = 0;

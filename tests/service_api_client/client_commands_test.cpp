@@ -158,6 +158,8 @@ TEST_F(ClientCommandsTest, RequestsThatCannotBeSentAreRefusedWithoutSending) {
         {"2016 of 4 GiB",
          [&] { return m_client->SendRequest2016(1, 2, 3, &byte, UINT32_MAX - 107); },
          LUMO_BAD_PARAMETER},
+        {"2016 without its data", [&] { return m_client->SendRequest2016(1, 2, 3, nullptr, 4); },
+         LUMO_BAD_PARAMETER},
         {"a count above 32 bits", [&] { return SendSerialized(unstarted, 2066, Uncountable{}); },
          LUMO_TOO_MANY_ELEMENTS},
     };

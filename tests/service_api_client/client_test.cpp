@@ -1,9 +1,11 @@
 #include "service_api/client/client.h"
 
+#include "platform/kept_exception.h"
 #include "tests/service_api_client/connected_client.h"
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -147,12 +149,14 @@ TEST_F(ClientTest, DestructionUnregistersAndHearsNothingMore) {
             Tell(1000, 0, 0, {1});
             Tell(1002, 0, 0, {0, 0, 0x20, 0});
             Tell(1005, 0, 0, {});
+            throw std::runtime_error("another window of the thread failed meanwhile");
         }
     });
     const WindowHandle window = ClientWindow();
     m_client.reset();
     EXPECT_EQ(m_service.ReceivedCodes(), (std::vector<std::uint32_t>{2000, 2001}));
     EXPECT_FALSE(m_desktop.IsWindow(window));
+    EXPECT_THROW(Orvane::Platform::ThrowKeptException(), std::runtime_error);
 }
 
 // The service's shutdown reaches OnServerDown, from which an application may end the

@@ -1,14 +1,18 @@
 #include "service_api/core/core.h"
 
+#include "platform/kept_exception.h"
 #include "platform/service.h"
 #include "tests/service_api_connection/service_peer.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <map>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Quorvel::Lumo::Api::testing {
@@ -155,13 +159,6 @@ TEST_F(CoreTest, StartStopLifecycle) {
     EXPECT_EQ(m_service.ReceivedCodes(), (std::vector<std::uint32_t>{2000, 2001}));
     EXPECT_FALSE(m_core.IsStarted() || m_core.IsRegistered() || m_core.IsServerAvailable());
     EXPECT_FALSE(m_desktop.IsWindow(first));
-    {
-        Core another;
-        another.Start(0, kAutoRegister);
-        m_service.Announce();
-    }
-    EXPECT_EQ(m_service.ReceivedCodes(), (std::vector<std::uint32_t>{2000, 2001, 2000, 2001}))
-        << "destruction unregisters";
 }
 
 TEST_F(CoreTest, RepliesArriveInsideTheSendAndHandlersMaySendAgain) {
@@ -185,52 +182,83 @@ TEST_F(CoreTest, RepliesArriveInsideTheSendAndHandlersMaySendAgain) {
     EXPECT_EQ(m_service.ReceivedCodes(), (std::vector<std::uint32_t>{2000, 2013, 2014}));
 }
 
-// The service answers the unregistration from inside its send, and the handler of that
-// answer ends the core: nothing of the core is touched once it is gone (AddressSanitizer
-// sees it when it is), and nothing leaves its destructor.
-TEST(CoreEnding, AHandlerMayEndTheCoreWhileItsUnregistrationLetsAnswersIn) {
-    struct ErrorLog final : IInternalErrorHandler {
-        void OnInternalError(std::uint32_t kind, std::uint32_t messageId) override {
-            reported.push_back(std::to_string(kind) + "/" + std::to_string(messageId));
-        }
-        std::vector<std::string> reported;
-    };
-    using Step = std::function<void(std::unique_ptr<Core>&)>;
-    const Step destroy = [](auto& core) { core.reset(); };
+// What a handler asks or throws inside a send, or from an event, ends as the application
+// last asked, and the service holds what the core says. The service answers the request
+// `on` once with a message whose handler runs `inner`. A core
+// ended inside is touched no more (AddressSanitizer sees it when it is), and nothing
+// leaves its destructor: the thread's next wait throws it ("kept").
+TEST(CoreNestedCalls, EndAsTheApplicationLastAsked) {
     const struct {
         const char* name;
-        std::uint32_t answer;  // to 2001; its handler runs `handle`
-        Step handle, end;
-        std::vector<std::string> reported;
+        std::uint32_t on;
+        const char *inner, *outer, *heard;
+        std::vector<std::uint32_t> sent;
+        bool registered, started;
     } cases[] = {
-        {"stopped, destroyed on the loss", 1005, destroy, [](auto& core) { core->Stop(); }, {}},
-        {"destroyed, a handler throws",
-         2013,
-         [](auto&) { throw std::runtime_error("failed"); },
-         destroy,
-         {"3/2001"}},
+        // clang-format off
+        {"a registration inside the registration", 2000, "register", "announce", " register=0 registered", {2000}, true, true},
+        {"an unregistration inside the unregistration", 2001, "unregister", "announce unregister unregister", " registered unregistered", {2000, 2001}, false, true},
+        {"a registration inside the unregistration", 2001, "register", "announce unregister", " registered registered register=0", {2000, 2001, 2000}, true, true},
+        {"a throw inside the unregistration", 2001, "throw", "announce unregister unregister", " registered thrown", {2000, 2001}, false, true},
+        {"a throw inside the registration", 2000, "throw", "announce unregister", " thrown unregistered", {2000, 2001}, false, true},
+        {"an unregistration inside the registration", 2000, "unregister", "announce", " unregistered", {2000, 2001}, false, true},
+        {"a registration inside Stop's unregistration", 2001, "register", "announce stop", " registered register=10 unregistered", {2000, 2001}, false, false},
+        {"a start inside a Stop in Stop", 2001, "stop start announce", "announce stop", " registered start=25", {2000, 2001}, false, false},
+        {"a Stop inside the registration", 2000, "stop", "announce", "", {2000, 2001}, false, false},
+        {"an end inside Stop's unregistration", 2001, "destroy", "announce stop", " registered", {2000, 2001}, false, false},
+        {"a throw inside the destructor's unregistration", 2001, "throw", "announce destroy", " registered kept", {2000, 2001}, false, false},
+        // clang-format on
     };
     for (const auto& each : cases) {
         FakeMessageWindow desktop;
         ScopedOverride<MessageWindowService> installed(desktop);
         ServicePeer service(desktop);
-        ErrorLog errors;
+        std::string heard;  // outlives the core, which unregisters as it goes
+        bool answered = false;
         auto core = std::make_unique<Core>();
-        core->SetInternalErrorHandler(&errors);
-        core->SetEventHandler(LumoCoreEvent::ServerDown, [&] { each.handle(core); });
+        const std::map<std::string, std::function<void()>> words = {
+            {"throw", [] { throw std::runtime_error("handler failed"); }},
+            {"register", [&] { heard += " register=" + std::to_string(core->Register()); }},
+            {"start", [&] { heard += " start=" + std::to_string(core->Start(0, kAutoRegister)); }},
+            {"unregister", [&] { core->Unregister(); }},
+            {"stop", [&] { core->Stop(); }},
+            {"destroy", [&] { core.reset(); }},
+            {"announce", [&] { service.Announce(); }},
+        };
+        // A handler's throw leaves it; the application notes what reaches it.
+        const auto run = [&](const char* steps, bool inHandler) {
+            std::istringstream in(steps);
+            for (std::string word; in >> word;) {
+                try {
+                    words.at(word)();
+                } catch (const std::runtime_error&) {
+                    if (inHandler) {
+                        throw;
+                    }
+                    heard += " thrown";
+                }
+            }
+        };
         core->AddMessageHandler(
-            2013, [&](const sLUMOChunk&, char*, std::uint64_t) { each.handle(core); });
+            2013, [&](const sLUMOChunk&, char*, std::uint64_t) { run(each.inner, true); });
+        core->SetEventHandler(LumoCoreEvent::Registered, [&] { heard += " registered"; });
+        core->SetEventHandler(LumoCoreEvent::Unregistered, [&] { heard += " unregistered"; });
         desktop.SetPeerHandler(service.Window(), [&](const std::vector<std::uint8_t>& request) {
-            if (U32At(request, 0) == 2001) {
-                service.Tell(desktop.CreatedWindows().at(0), each.answer);
+            if (U32At(request, 0) == each.on && !std::exchange(answered, true)) {
+                service.Tell(desktop.CreatedWindows().at(0), 2013);
             }
         });
         core->Start(0, kAutoRegister);
-        service.Announce();
-        each.end(core);
-        EXPECT_EQ(core, nullptr) << each.name;
-        EXPECT_EQ(service.ReceivedCodes(), (std::vector<std::uint32_t>{2000, 2001})) << each.name;
-        EXPECT_EQ(errors.reported, each.reported) << each.name;
+        run(each.outer, false);
+        try {
+            Orvane::Platform::ThrowKeptException();
+        } catch (const std::runtime_error&) {
+            heard += " kept";
+        }
+        EXPECT_EQ(heard, each.heard) << each.name;
+        EXPECT_EQ(service.ReceivedCodes(), each.sent) << each.name;
+        EXPECT_EQ(core && core->IsRegistered(), each.registered) << each.name;
+        EXPECT_EQ(core && core->IsStarted(), each.started) << each.name;
     }
 }
 
