@@ -21,7 +21,7 @@ std::pair<std::uint64_t, unsigned> ByteCursor::Leb128() {
             value |= std::uint64_t{byte & 0x7Fu} << bits;
         }
         bits += 7;
-    } while (!failed_ && (byte & 0x80));
+    } while (!m_failed && (byte & 0x80));
     return {value, bits};
 }
 
@@ -34,22 +34,22 @@ std::int64_t ByteCursor::Sleb128() {
 }
 
 std::string_view ByteCursor::CString() {
-    const std::size_t start = at_;
-    while (!failed_ && U8() != 0) {
+    const std::size_t start = m_at;
+    while (!m_failed && U8() != 0) {
     }
-    if (failed_) {
+    if (m_failed) {
         return {};
     }
-    return {reinterpret_cast<const char*>(bytes_.data() + start), at_ - start - 1};
+    return {reinterpret_cast<const char*>(m_bytes.data() + start), m_at - start - 1};
 }
 
 std::span<const std::uint8_t> ByteCursor::Take(std::size_t size) {
-    if (failed_ || size > bytes_.size() - at_) {
-        failed_ = true;
+    if (m_failed || size > m_bytes.size() - m_at) {
+        m_failed = true;
         return {};
     }
-    const auto taken = bytes_.subspan(at_, size);
-    at_ += size;
+    const auto taken = m_bytes.subspan(m_at, size);
+    m_at += size;
     return taken;
 }
 

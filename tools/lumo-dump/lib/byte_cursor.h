@@ -14,8 +14,8 @@ namespace LumoDump {
 class ByteCursor {
   public:
     explicit ByteCursor(std::span<const std::uint8_t> bytes, std::size_t at = 0)
-        : bytes_(bytes), at_(at) {
-        failed_ = at > bytes.size();
+        : m_bytes(bytes), m_at(at) {
+        m_failed = at > bytes.size();
     }
 
     std::uint8_t U8() { return static_cast<std::uint8_t>(Unsigned(1)); }
@@ -31,18 +31,18 @@ class ByteCursor {
     std::span<const std::uint8_t> Take(std::size_t size);
     void Skip(std::size_t size) { Take(size); }
 
-    std::size_t Offset() const { return at_; }
-    std::size_t Remaining() const { return failed_ ? 0 : bytes_.size() - at_; }
+    std::size_t Offset() const { return m_at; }
+    std::size_t Remaining() const { return m_failed ? 0 : m_bytes.size() - m_at; }
     bool AtEnd() const { return Remaining() == 0; }
-    bool Failed() const { return failed_; }
+    bool Failed() const { return m_failed; }
 
   private:
     // The bits of a LEB128 number, and how many it had.
     std::pair<std::uint64_t, unsigned> Leb128();
 
-    std::span<const std::uint8_t> bytes_;
-    std::size_t at_;
-    bool failed_;
+    std::span<const std::uint8_t> m_bytes;
+    std::size_t m_at;
+    bool m_failed;
 };
 
 }  // namespace LumoDump

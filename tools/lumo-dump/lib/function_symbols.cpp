@@ -41,19 +41,19 @@ std::variant<FunctionSymbols, std::string> FunctionSymbols::Read(const PeImage& 
             return "the name of symbol " + std::to_string(symbol) + " is not in its string table";
         }
         const PeSection& holder = sections[section - 1];
-        symbols.functions_.push_back(
+        symbols.m_functions.push_back(
             {holder.virtualAddress + value, holder.virtualAddress + holder.virtualSize, *name});
     }
-    std::stable_sort(symbols.functions_.begin(), symbols.functions_.end(),
+    std::stable_sort(symbols.m_functions.begin(), symbols.m_functions.end(),
                      [](const Function& a, const Function& b) { return a.rva < b.rva; });
     return symbols;
 }
 
 std::optional<std::string_view> FunctionSymbols::Lookup(std::uint32_t rva) const {
     const auto after = std::upper_bound(
-        functions_.begin(), functions_.end(), rva,
+        m_functions.begin(), m_functions.end(), rva,
         [](std::uint32_t a, const Function& function) { return a < function.rva; });
-    if (after == functions_.begin() || rva >= std::prev(after)->sectionEnd) {
+    if (after == m_functions.begin() || rva >= std::prev(after)->sectionEnd) {
         return std::nullopt;
     }
     return std::prev(after)->name;

@@ -28,7 +28,7 @@ class FunctionSymbols {
         std::uint32_t sectionEnd;
         std::string_view name;  // into the image's bytes
     };
-    std::vector<Function> functions_;  // by address
+    std::vector<Function> m_functions;  // by address
 };
 
 }  // namespace LumoDump

@@ -78,52 +78,52 @@ class Unit {
   public:
     Unit(const DebugSections& sections, std::uint64_t imageBase, std::vector<LineTable::Row>& rows,
          Table& files)
-        : sections_(sections), imageBase_(imageBase), rows_(rows), files_(files) {}
+        : m_sections(sections), m_imageBase(imageBase), m_rows(rows), m_files(files) {}
 
     // Reads the unit at the cursor and moves past it; why not, if it cannot.
     std::optional<std::string> Read(ByteCursor& section) {
         const std::size_t start = section.Offset();
         std::uint64_t length = section.U32();
-        offsetSize_ = 4;
+        m_offsetSize = 4;
         if (length == 0xFFFFFFFF) {
             length = section.U64();
-            offsetSize_ = 8;
+            m_offsetSize = 8;
         }
         const auto unit = section.Take(length);
-        if (section.Failed() || (offsetSize_ == 4 && length >= 0xFFFFFFF0)) {
+        if (section.Failed() || (m_offsetSize == 4 && length >= 0xFFFFFFF0)) {
             return "the line table at " + std::to_string(start) + " runs past its section";
         }
         ByteCursor header(unit);
-        version_ = header.U16();
-        if (version_ < 2 || version_ > 5) {
+        m_version = header.U16();
+        if (m_version < 2 || m_version > 5) {
             return "the line table at " + std::to_string(start) + " has version " +
-                   std::to_string(version_) + ", not 2 to 5";
+                   std::to_string(m_version) + ", not 2 to 5";
         }
-        addressSize_ = 8;
-        if (version_ >= 5) {
-            addressSize_ = header.U8();
+        m_addressSize = 8;
+        if (m_version >= 5) {
+            m_addressSize = header.U8();
             header.Skip(1);  // segment selector size
         }
-        const auto rest = header.Take(header.Unsigned(offsetSize_));
+        const auto rest = header.Take(header.Unsigned(m_offsetSize));
         if (header.Failed()) {
             return "the header of the line table at " + std::to_string(start) +
                    " runs past its unit";
         }
         ByteCursor fields(rest);
-        minimumInstructionLength_ = fields.U8();
-        if (version_ >= 4) {
+        m_minimumInstructionLength = fields.U8();
+        if (m_version >= 4) {
             fields.Skip(1);  // operations per instruction, 1 but on VLIW machines
         }
         fields.Skip(1);  // is_stmt by default: every row counts here
-        lineBase_ = static_cast<std::int8_t>(fields.U8());
-        lineRange_ = fields.U8();
-        opcodeBase_ = fields.U8();
-        if (lineRange_ == 0 || opcodeBase_ == 0) {
+        m_lineBase = static_cast<std::int8_t>(fields.U8());
+        m_lineRange = fields.U8();
+        m_opcodeBase = fields.U8();
+        if (m_lineRange == 0 || m_opcodeBase == 0) {
             return "the line table at " + std::to_string(start) + " has no line range";
         }
-        argumentCounts_ = fields.Take(opcodeBase_ - 1);
-        fileBase_ = files_.size();
-        auto why = version_ >= 5 ? ReadEntries(fields) : ReadNamesBefore5(fields);
+        m_argumentCounts = fields.Take(m_opcodeBase - 1);
+        m_fileBase = m_files.size();
+        auto why = m_version >= 5 ? ReadEntries(fields) : ReadNamesBefore5(fields);
         if (!why && fields.Failed()) {
             why = "its file table runs past its header";
         }
@@ -142,7 +142,7 @@ class Unit {
         for (std::string_view d = fields.CString(); !d.empty(); d = fields.CString()) {
             directories.push_back(d);
         }
-        files_.push_back({});  // numbered from 1
+        m_files.push_back({});  // numbered from 1
         for (std::string_view name = fields.CString(); !name.empty(); name = fields.CString()) {
             const std::uint64_t directory = fields.Uleb128();
             fields.Uleb128();  // time
@@ -150,7 +150,7 @@ class Unit {
             if (directory >= directories.size()) {
                 return "a file names directory " + std::to_string(directory);
             }
-            files_.push_back({"", directories[directory], name});
+            m_files.push_back({"", directories[directory], name});
         }
         return std::nullopt;
     }
@@ -173,7 +173,7 @@ class Unit {
             for (std::uint64_t i = 0; i < count && !fields.Failed(); ++i) {
                 FormValue path, directory;
                 for (const auto& [content, form] : format) {
-                    auto value = ReadForm(fields, form, offsetSize_, sections_);
+                    auto value = ReadForm(fields, form, m_offsetSize, m_sections);
                     if (value.index() == 1) {
                         return std::get<1>(std::move(value));
                     }
@@ -188,8 +188,8 @@ class Unit {
                 } else if (directory.number >= directories.size()) {
                     return "a file names directory " + std::to_string(directory.number);
                 } else {
-                    files_.push_back({directory.number != 0 ? directories[0] : "",
-                                      directories[directory.number], path.text});
+                    m_files.push_back({directory.number != 0 ? directories[0] : "",
+                                       directories[directory.number], path.text});
                 }
             }
         }
@@ -201,10 +201,10 @@ class Unit {
         while (!program.AtEnd()) {
             const std::uint8_t opcode = program.U8();
             std::optional<std::string> why;
-            if (opcode >= opcodeBase_) {
-                const std::uint8_t adjusted = opcode - opcodeBase_;
-                Advance(adjusted / lineRange_);
-                line_ += lineBase_ + adjusted % lineRange_;
+            if (opcode >= m_opcodeBase) {
+                const std::uint8_t adjusted = opcode - m_opcodeBase;
+                Advance(adjusted / m_lineRange);
+                m_line += m_lineBase + adjusted % m_lineRange;
                 why = Emit(false);
             } else if (opcode == 0) {
                 why = Extended(program);
@@ -229,19 +229,19 @@ class Unit {
                 Advance(program.Uleb128());
                 return std::nullopt;
             case kAdvanceLine:
-                line_ += program.Sleb128();
+                m_line += program.Sleb128();
                 return std::nullopt;
             case kSetFile:
-                file_ = program.Uleb128();
+                m_file = program.Uleb128();
                 return std::nullopt;
             case kConstAddPc:
-                Advance((255 - opcodeBase_) / lineRange_);
+                Advance((255 - m_opcodeBase) / m_lineRange);
                 return std::nullopt;
             case kFixedAdvancePc:
-                address_ += program.U16();
+                m_address += program.U16();
                 return std::nullopt;
             default:  // column, statement and block flags, ISA: nothing a line needs
-                for (std::uint8_t i = 0; i < argumentCounts_[opcode - 1]; ++i) {
+                for (std::uint8_t i = 0; i < m_argumentCounts[opcode - 1]; ++i) {
                     program.Uleb128();
                 }
                 return std::nullopt;
@@ -260,62 +260,62 @@ class Unit {
             return why;
         }
         if (code == kSetAddress) {
-            if (operation.Remaining() > std::min<std::size_t>(addressSize_, 8) ||
+            if (operation.Remaining() > std::min<std::size_t>(m_addressSize, 8) ||
                 operation.Remaining() == 0) {
                 return std::string("an address has ") + std::to_string(operation.Remaining()) +
                        " bytes";
             }
-            address_ = operation.Unsigned(operation.Remaining());
+            m_address = operation.Unsigned(operation.Remaining());
         }
         return std::nullopt;
     }
 
-    void Advance(std::uint64_t operations) { address_ += operations * minimumInstructionLength_; }
+    void Advance(std::uint64_t operations) { m_address += operations * m_minimumInstructionLength; }
 
     void Reset() {
-        sequenceStart_ = rows_.size();
-        address_ = 0;
-        file_ = 1;
-        line_ = 1;
+        m_sequenceStart = m_rows.size();
+        m_address = 0;
+        m_file = 1;
+        m_line = 1;
     }
 
     std::optional<std::string> Emit(bool endSequence) {
         // Code the linker dropped keeps address 0, far below the image.
-        if (address_ < imageBase_ ||
-            address_ - imageBase_ > std::numeric_limits<std::uint32_t>::max()) {
+        if (m_address < m_imageBase ||
+            m_address - m_imageBase > std::numeric_limits<std::uint32_t>::max()) {
             return std::nullopt;
         }
-        const std::uint64_t file = fileBase_ + file_;
-        if (file_ >= files_.size() - fileBase_ || (version_ < 5 && file_ == 0)) {
-            return "a row names file " + std::to_string(file_);
+        const std::uint64_t file = m_fileBase + m_file;
+        if (m_file >= m_files.size() - m_fileBase || (m_version < 5 && m_file == 0)) {
+            return "a row names file " + std::to_string(m_file);
         }
-        const auto rva = static_cast<std::uint32_t>(address_ - imageBase_);
+        const auto rva = static_cast<std::uint32_t>(m_address - m_imageBase);
         // Rows at the address where their sequence ends cover nothing.
-        while (endSequence && rows_.size() > sequenceStart_ && rows_.back().rva == rva) {
-            rows_.pop_back();
+        while (endSequence && m_rows.size() > m_sequenceStart && m_rows.back().rva == rva) {
+            m_rows.pop_back();
         }
-        rows_.push_back({rva, static_cast<std::uint32_t>(line_), static_cast<std::uint32_t>(file),
-                         endSequence});
+        m_rows.push_back({rva, static_cast<std::uint32_t>(m_line), static_cast<std::uint32_t>(file),
+                          endSequence});
         return std::nullopt;
     }
 
-    const DebugSections& sections_;
-    const std::uint64_t imageBase_;
-    std::vector<LineTable::Row>& rows_;
-    Table& files_;
-    std::size_t offsetSize_ = 4;
-    std::uint16_t version_ = 0;
-    std::uint8_t addressSize_ = 8;
-    std::uint8_t minimumInstructionLength_ = 1;
-    std::int8_t lineBase_ = 0;
-    std::uint8_t lineRange_ = 1;
-    std::uint8_t opcodeBase_ = 1;
-    std::span<const std::uint8_t> argumentCounts_;
-    std::size_t fileBase_ = 0;
-    std::size_t sequenceStart_ = 0;
-    std::uint64_t address_ = 0;
-    std::uint64_t file_ = 1;
-    std::uint64_t line_ = 1;
+    const DebugSections& m_sections;
+    const std::uint64_t m_imageBase;
+    std::vector<LineTable::Row>& m_rows;
+    Table& m_files;
+    std::size_t m_offsetSize = 4;
+    std::uint16_t m_version = 0;
+    std::uint8_t m_addressSize = 8;
+    std::uint8_t m_minimumInstructionLength = 1;
+    std::int8_t m_lineBase = 0;
+    std::uint8_t m_lineRange = 1;
+    std::uint8_t m_opcodeBase = 1;
+    std::span<const std::uint8_t> m_argumentCounts;
+    std::size_t m_fileBase = 0;
+    std::size_t m_sequenceStart = 0;
+    std::uint64_t m_address = 0;
+    std::uint64_t m_file = 1;
+    std::uint64_t m_line = 1;
 };
 
 bool IsAbsolute(std::string_view path) {
@@ -327,14 +327,14 @@ bool IsAbsolute(std::string_view path) {
 std::variant<LineTable, std::string> LineTable::Read(const DebugSections& sections,
                                                      std::uint64_t imageBase) {
     LineTable table;
-    Unit unit(sections, imageBase, table.rows_, table.files_);
+    Unit unit(sections, imageBase, table.m_rows, table.m_files);
     for (ByteCursor section(sections.line); !section.AtEnd();) {
         if (auto why = unit.Read(section)) {
             return *std::move(why);
         }
     }
     // Where one sequence ends at the address another begins, the beginning is what counts.
-    std::stable_sort(table.rows_.begin(), table.rows_.end(), [](const Row& a, const Row& b) {
+    std::stable_sort(table.m_rows.begin(), table.m_rows.end(), [](const Row& a, const Row& b) {
         return a.rva != b.rva ? a.rva < b.rva : a.endSequence > b.endSequence;
     });
     return table;
@@ -342,13 +342,13 @@ std::variant<LineTable, std::string> LineTable::Read(const DebugSections& sectio
 
 std::optional<SourceLine> LineTable::Lookup(std::uint32_t rva) const {
     const auto after =
-        std::upper_bound(rows_.begin(), rows_.end(), rva,
+        std::upper_bound(m_rows.begin(), m_rows.end(), rva,
                          [](std::uint32_t a, const Row& row) { return a < row.rva; });
-    if (after == rows_.begin() || std::prev(after)->endSequence) {
+    if (after == m_rows.begin() || std::prev(after)->endSequence) {
         return std::nullopt;
     }
     const Row& row = *std::prev(after);
-    const File& file = files_[row.file];
+    const File& file = m_files[row.file];
     std::string path;
     for (const std::string_view part : {file.unitDirectory, file.directory, file.name}) {
         if (IsAbsolute(part)) {

@@ -43,13 +43,13 @@ class LineTable {
     struct Row {
         std::uint32_t rva;
         std::uint32_t line;
-        std::uint32_t file;  // into files_
+        std::uint32_t file;  // into m_files
         bool endSequence;    // closes the range that the rows before it began
     };
 
   private:
-    std::vector<Row> rows_;  // by address
-    std::vector<File> files_;
+    std::vector<Row> m_rows;  // by address
+    std::vector<File> m_files;
 };
 
 }  // namespace LumoDump

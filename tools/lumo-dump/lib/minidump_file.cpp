@@ -66,7 +66,7 @@ std::string Utf8(Bytes utf16) {
 
 class StreamReader {
   public:
-    StreamReader(Bytes file, Minidump& dump) : file_(file), dump_(dump) {}
+    StreamReader(Bytes file, Minidump& dump) : m_file(file), m_dump(dump) {}
 
     // Why the stream cannot be read, or nothing.
     std::optional<std::string> Read(std::uint32_t type, Bytes stream) {
@@ -76,22 +76,22 @@ class StreamReader {
             case kThreadListStream:
                 return List(stream, 4, kThreadSize, "thread list", [&](Bytes t) {
                     const auto context = Location(t, kThreadContextAt);
-                    dump_.threads.push_back({U32(t, 0), context.value_or(Bytes{})});
+                    m_dump.threads.push_back({U32(t, 0), context.value_or(Bytes{})});
                     return context.has_value();
                 });
             case kModuleListStream:
                 return List(stream, 4, kModuleSize, "module list", [&](Bytes m) {
-                    const auto length = Part(file_, 4, U32(m, 20));
+                    const auto length = Part(m_file, 4, U32(m, 20));
                     const auto name =
-                        length ? Part(file_, U32(*length, 0), U32(m, 20) + 4ull) : std::nullopt;
-                    dump_.modules.push_back(
+                        length ? Part(m_file, U32(*length, 0), U32(m, 20) + 4ull) : std::nullopt;
+                    m_dump.modules.push_back(
                         {U64(m, 0), U32(m, 8), U32(m, 16), Utf8(name.value_or(Bytes{}))});
                     return name.has_value();
                 });
             case kMemoryListStream:
                 return List(stream, 4, 16, "memory list", [&](Bytes r) {
                     const auto bytes = Location(r, 8);
-                    dump_.memory.push_back({U64(r, 0), bytes.value_or(Bytes{})});
+                    m_dump.memory.push_back({U64(r, 0), bytes.value_or(Bytes{})});
                     return bytes.has_value();
                 });
             case kMemory64ListStream:
@@ -99,7 +99,7 @@ class StreamReader {
             case kSavedMemoryStream:
                 return SavedMemory(stream);
             case kFlowLogStream:
-                dump_.flowLog.emplace(reinterpret_cast<const char*>(stream.data()), stream.size());
+                m_dump.flowLog.emplace(reinterpret_cast<const char*>(stream.data()), stream.size());
                 return std::nullopt;
             default:
                 return std::nullopt;
@@ -109,7 +109,7 @@ class StreamReader {
   private:
     // The file's bytes that a location descriptor (size, offset) at `at` names.
     std::optional<Bytes> Location(Bytes record, std::size_t at) const {
-        return Part(file_, U32(record, at), U32(record, at + 4));
+        return Part(m_file, U32(record, at), U32(record, at + 4));
     }
 
     template <typename Keep>
@@ -137,7 +137,7 @@ class StreamReader {
         if (!context) {
             return std::string("its exception stream points outside the file");
         }
-        CrashException& e = dump_.exception.emplace(CrashException{
+        CrashException& e = m_dump.exception.emplace(CrashException{
             U32(stream, 0), U32(stream, 8), U32(stream, 12), U64(stream, 24), {}, *context});
         const std::size_t count =
             std::min<std::size_t>(U32(stream, kParameterCountAt), kMaximumParameters);
@@ -151,8 +151,8 @@ class StreamReader {
     std::optional<std::string> Memory64(Bytes stream) {
         std::uint64_t at = stream.size() >= 16 ? U64(stream, 8) : 0;
         return List(stream, 16, 16, "memory64 list", [&](Bytes r) {
-            const auto bytes = Part(file_, U64(r, 8), at);
-            dump_.memory.push_back({U64(r, 0), bytes.value_or(Bytes{})});
+            const auto bytes = Part(m_file, U64(r, 8), at);
+            m_dump.memory.push_back({U64(r, 0), bytes.value_or(Bytes{})});
             at += U64(r, 8);
             return bytes.has_value();
         });
@@ -165,14 +165,14 @@ class StreamReader {
             if (!bytes) {
                 return std::string("its saved memory stream is cut short");
             }
-            dump_.memory.push_back({U64(stream, at), *bytes});
+            m_dump.memory.push_back({U64(stream, at), *bytes});
             at += 12 + bytes->size();
         }
         return std::nullopt;
     }
 
-    Bytes file_;
-    Minidump& dump_;
+    Bytes m_file;
+    Minidump& m_dump;
 };
 
 }  // namespace

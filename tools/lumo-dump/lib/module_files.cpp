@@ -127,7 +127,7 @@ ModuleFiles ModuleFiles::Find(const Minidump& dump,
                 file->bytes = Contents(path);
                 auto read = SameBuild(file->bytes, dump, module);
                 if (const auto* why = std::get_if<std::string>(&read)) {
-                    files.passedOver_.push_back(path.string() + ": " + *why);
+                    files.m_passedOver.push_back(path.string() + ": " + *why);
                     continue;
                 }
                 const PeImage& image = file->image.emplace(std::get<PeImage>(std::move(read)));
@@ -137,11 +137,11 @@ ModuleFiles ModuleFiles::Find(const Minidump& dump,
                                     return image.BytesAt(rva, size);
                                 },
                                 table.rva, table.size};
-                ReadSymbols(*file, dump, module, files.passedOver_);
-                files.byBase_[module.base] = std::move(file);
+                ReadSymbols(*file, dump, module, files.m_passedOver);
+                files.m_byBase[module.base] = std::move(file);
                 break;
             }
-            if (files.byBase_.count(module.base)) {
+            if (files.m_byBase.count(module.base)) {
                 break;
             }
         }
@@ -150,8 +150,8 @@ ModuleFiles ModuleFiles::Find(const Minidump& dump,
 }
 
 const ModuleFile* ModuleFiles::For(const DumpModule& module) const {
-    const auto it = byBase_.find(module.base);
-    return it == byBase_.end() ? nullptr : it->second.get();
+    const auto it = m_byBase.find(module.base);
+    return it == m_byBase.end() ? nullptr : it->second.get();
 }
 
 const PeImage* ModuleFiles::Image(const DumpModule& module) const {

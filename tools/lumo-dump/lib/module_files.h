@@ -42,11 +42,11 @@ class ModuleFiles final : public ModuleData {
     const UnwindImage* Unwind(const DumpModule& module) const override;
     std::optional<SourcePlace> Place(const DumpModule& module, std::uint32_t rva) const override;
     // A line for each file of a module's name that was passed over or read only in part.
-    const std::vector<std::string>& PassedOver() const { return passedOver_; }
+    const std::vector<std::string>& PassedOver() const { return m_passedOver; }
 
   private:
-    std::map<std::uint64_t, std::unique_ptr<ModuleFile>> byBase_;
-    std::vector<std::string> passedOver_;
+    std::map<std::uint64_t, std::unique_ptr<ModuleFile>> m_byBase;
+    std::vector<std::string> m_passedOver;
 };
 
 // The file name at the end of a module's path (either kind of slash).

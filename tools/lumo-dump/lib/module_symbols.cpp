@@ -37,8 +37,8 @@ std::variant<ModuleSymbols, std::string> ModuleSymbols::Read(const PeImage& imag
 }
 
 std::optional<SourcePlace> ModuleSymbols::Lookup(std::uint32_t rva) const {
-    const auto function = functions_.Lookup(rva);
-    auto line = lines_.Lookup(rva);
+    const auto function = m_functions.Lookup(rva);
+    auto line = m_lines.Lookup(rva);
     if (!function && !line) {
         return std::nullopt;
     }

@@ -33,10 +33,10 @@ class ModuleSymbols {
 
   private:
     ModuleSymbols(FunctionSymbols functions, LineTable lines)
-        : functions_(std::move(functions)), lines_(std::move(lines)) {}
+        : m_functions(std::move(functions)), m_lines(std::move(lines)) {}
 
-    FunctionSymbols functions_;
-    LineTable lines_;
+    FunctionSymbols m_functions;
+    LineTable m_lines;
 };
 
 }  // namespace LumoDump

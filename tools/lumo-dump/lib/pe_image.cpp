@@ -52,10 +52,10 @@ std::variant<PeImage, std::string> PeImage::Read(std::span<const std::uint8_t> f
         return std::string("not a Windows program file (no PE header where the MZ header says)");
     }
     PeImage image;
-    image.file_ = file;
-    image.machine_ = header.U16();
+    image.m_file = file;
+    image.m_machine = header.U16();
     const std::uint16_t sectionCount = header.U16();
-    image.timeDateStamp_ = header.U32();
+    image.m_timeDateStamp = header.U32();
     const std::uint32_t symbolOffset = header.U32();
     const std::uint32_t symbolCount = header.U32();
     const std::uint16_t optionalSize = header.U16();
@@ -71,9 +71,9 @@ std::variant<PeImage, std::string> PeImage::Read(std::span<const std::uint8_t> f
     if (magic != kPe32PlusMagic || optionalSize < kOptionalFixedSize) {
         return std::string("not a Windows program file (no PE32+ optional header)");
     }
-    image.imageBase_ = ByteCursor(optional, 24).U64();
-    image.sizeOfImage_ = ByteCursor(optional, 56).U32();
-    image.checkSum_ = ByteCursor(optional, 64).U32();
+    image.m_imageBase = ByteCursor(optional, 24).U64();
+    image.m_sizeOfImage = ByteCursor(optional, 56).U32();
+    image.m_checkSum = ByteCursor(optional, 64).U32();
     const std::uint32_t directoryCount = ByteCursor(optional, 108).U32();
     if (directoryCount > (optionalSize - kOptionalFixedSize) / 8) {
         return std::to_string(directoryCount) + " data directories do not fit its optional header";
@@ -81,7 +81,7 @@ std::variant<PeImage, std::string> PeImage::Read(std::span<const std::uint8_t> f
     ByteCursor directories(optional, kOptionalFixedSize);
     for (std::uint32_t i = 0; i < directoryCount; ++i) {
         const std::uint32_t rva = directories.U32();
-        image.directories_.push_back({rva, directories.U32()});
+        image.m_directories.push_back({rva, directories.U32()});
     }
 
     if (symbolOffset != 0) {
@@ -96,8 +96,8 @@ std::variant<PeImage, std::string> PeImage::Read(std::span<const std::uint8_t> f
             return "its string table (" + std::to_string(stringsSize) + " bytes at " +
                    std::to_string(stringsAt) + ") runs past the end of the file";
         }
-        image.symbols_ = file.subspan(symbolOffset, symbolsSize);
-        image.strings_ = file.subspan(stringsAt, stringsSize);
+        image.m_symbols = file.subspan(symbolOffset, symbolsSize);
+        image.m_strings = file.subspan(stringsAt, stringsSize);
     }
 
     if (!Holds(file, header.Offset(), std::size_t{sectionCount} * kSectionHeaderSize)) {
@@ -125,50 +125,50 @@ std::variant<PeImage, std::string> PeImage::Read(std::span<const std::uint8_t> f
                    " bytes at " + std::to_string(section.rawOffset) +
                    ") runs past the end of the file";
         }
-        image.sections_.push_back(std::move(section));
+        image.m_sections.push_back(std::move(section));
     }
     return image;
 }
 
 std::optional<PeDirectory> PeImage::Directory(std::size_t index) const {
-    if (index >= directories_.size() || directories_[index].size == 0) {
+    if (index >= m_directories.size() || m_directories[index].size == 0) {
         return std::nullopt;
     }
-    return directories_[index];
+    return m_directories[index];
 }
 
 std::optional<std::span<const std::uint8_t>> PeImage::BytesAt(std::uint32_t rva,
                                                               std::uint32_t size) const {
-    for (const PeSection& section : sections_) {
+    for (const PeSection& section : m_sections) {
         const std::uint32_t held = std::min(section.virtualSize, section.rawSize);
         const std::uint64_t offset = std::uint64_t{rva} - section.virtualAddress;
         if (rva >= section.virtualAddress && offset < section.virtualSize) {
             if (section.rawSize == 0 || offset + size > held) {
                 return std::nullopt;
             }
-            return file_.subspan(section.rawOffset + offset, size);
+            return m_file.subspan(section.rawOffset + offset, size);
         }
     }
     return std::nullopt;
 }
 
 std::optional<std::span<const std::uint8_t>> PeImage::SectionBytes(std::string_view name) const {
-    const auto section = std::find_if(sections_.begin(), sections_.end(),
+    const auto section = std::find_if(m_sections.begin(), m_sections.end(),
                                       [&](const PeSection& s) { return s.name == name; });
-    if (section == sections_.end() || section->rawSize == 0) {
+    if (section == m_sections.end() || section->rawSize == 0) {
         return std::nullopt;
     }
     const std::uint32_t size = section->virtualSize != 0
                                    ? std::min(section->virtualSize, section->rawSize)
                                    : section->rawSize;
-    return file_.subspan(section->rawOffset, size);
+    return m_file.subspan(section->rawOffset, size);
 }
 
 std::optional<std::string_view> PeImage::String(std::uint32_t offset) const {
-    if (offset < 4 || offset >= strings_.size()) {
+    if (offset < 4 || offset >= m_strings.size()) {
         return std::nullopt;
     }
-    ByteCursor cursor(strings_, offset);
+    ByteCursor cursor(m_strings, offset);
     const std::string_view text = cursor.CString();
     if (cursor.Failed()) {
         return std::nullopt;

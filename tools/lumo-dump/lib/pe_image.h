@@ -37,12 +37,12 @@ class PeImage {
     // The image, or why the bytes are not a PE32+ image (a line for the user).
     static std::variant<PeImage, std::string> Read(std::span<const std::uint8_t> file);
 
-    std::uint16_t Machine() const { return machine_; }
-    std::uint32_t TimeDateStamp() const { return timeDateStamp_; }
-    std::uint32_t CheckSum() const { return checkSum_; }
-    std::uint32_t SizeOfImage() const { return sizeOfImage_; }
-    std::uint64_t ImageBase() const { return imageBase_; }
-    const std::vector<PeSection>& Sections() const { return sections_; }
+    std::uint16_t Machine() const { return m_machine; }
+    std::uint32_t TimeDateStamp() const { return m_timeDateStamp; }
+    std::uint32_t CheckSum() const { return m_checkSum; }
+    std::uint32_t SizeOfImage() const { return m_sizeOfImage; }
+    std::uint64_t ImageBase() const { return m_imageBase; }
+    const std::vector<PeSection>& Sections() const { return m_sections; }
 
     // A data directory the image has (present in its header and not empty).
     std::optional<PeDirectory> Directory(std::size_t index) const;
@@ -57,22 +57,22 @@ class PeImage {
 
     // The COFF symbol records (kCoffSymbolSize bytes each, auxiliary records included) and a
     // string of the string table that follows them; both empty in an image without symbols.
-    std::span<const std::uint8_t> SymbolRecords() const { return symbols_; }
+    std::span<const std::uint8_t> SymbolRecords() const { return m_symbols; }
     std::optional<std::string_view> String(std::uint32_t offset) const;
 
   private:
     PeImage() = default;
 
-    std::span<const std::uint8_t> file_;
-    std::uint16_t machine_ = 0;
-    std::uint32_t timeDateStamp_ = 0;
-    std::uint32_t checkSum_ = 0;
-    std::uint32_t sizeOfImage_ = 0;
-    std::uint64_t imageBase_ = 0;
-    std::vector<PeDirectory> directories_;
-    std::vector<PeSection> sections_;
-    std::span<const std::uint8_t> symbols_;
-    std::span<const std::uint8_t> strings_;  // from its size word on, as offsets count
+    std::span<const std::uint8_t> m_file;
+    std::uint16_t m_machine = 0;
+    std::uint32_t m_timeDateStamp = 0;
+    std::uint32_t m_checkSum = 0;
+    std::uint32_t m_sizeOfImage = 0;
+    std::uint64_t m_imageBase = 0;
+    std::vector<PeDirectory> m_directories;
+    std::vector<PeSection> m_sections;
+    std::span<const std::uint8_t> m_symbols;
+    std::span<const std::uint8_t> m_strings;  // from its size word on, as offsets count
 };
 
 }  // namespace LumoDump

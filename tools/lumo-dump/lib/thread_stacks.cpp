@@ -41,10 +41,10 @@ std::string Hex(std::uint64_t value) {
 // pointers moved from the file's preferred base to where the module was loaded).
 class ProcessMemory {
   public:
-    ProcessMemory(const Minidump& dump, const ModuleData& files) : dump_(dump), files_(files) {}
+    ProcessMemory(const Minidump& dump, const ModuleData& files) : m_dump(dump), m_files(files) {}
 
     std::optional<std::uint64_t> Pointer(std::uint64_t address) const {
-        if (const auto saved = Word(MemoryAt(dump_, address, 8))) {
+        if (const auto saved = Word(MemoryAt(m_dump, address, 8))) {
             return saved;
         }
         const auto [image, base] = FileOf(address);
@@ -58,7 +58,7 @@ class ProcessMemory {
         std::string text;
         const auto [image, base] = FileOf(address);
         for (std::uint64_t at = address; text.size() < kLongestName; ++at) {
-            auto byte = MemoryAt(dump_, at, 1);
+            auto byte = MemoryAt(m_dump, at, 1);
             if (!byte && image) {
                 byte = image->BytesAt(static_cast<std::uint32_t>(at - base), 1);
             }
@@ -75,12 +75,12 @@ class ProcessMemory {
 
   private:
     std::pair<const PeImage*, std::uint64_t> FileOf(std::uint64_t address) const {
-        const DumpModule* module = ModuleAt(dump_, address);
-        return {module ? files_.Image(*module) : nullptr, module ? module->base : 0};
+        const DumpModule* module = ModuleAt(m_dump, address);
+        return {module ? m_files.Image(*module) : nullptr, module ? module->base : 0};
     }
 
-    const Minidump& dump_;
-    const ModuleData& files_;
+    const Minidump& m_dump;
+    const ModuleData& m_files;
 };
 
 std::string Demangled(const std::string& name) {

@@ -65,10 +65,11 @@ std::optional<FunctionEntry> FindEntry(const UnwindImage& image, std::uint32_t r
 
 class Unwinder {
   public:
-    Unwinder(Registers& registers, const StackBytes& stack) : r_(registers), stack_(stack) {}
+    Unwinder(Registers& registers, const StackBytes& stack)
+        : m_registers(registers), m_stack(stack) {}
 
     std::optional<Unwound> Fail(Unwound why) {
-        failed_ = why;
+        m_failed = why;
         return why;
     }
 
@@ -95,13 +96,13 @@ class Unwinder {
         }
         // Saves are addressed from the frame pointer once the prologue has set it.
         const int frameRegister = frame & 15;
-        std::uint64_t base = r_.value[Registers::kRsp];
+        std::uint64_t base = m_registers.value[Registers::kRsp];
         for (const Code& code : parsed) {
             if (code.op == kSetFramePointer && code.applies) {
                 if (frameRegister == 0 || !Known(frameRegister)) {
                     return Fail(Unwound::kRegisterUnknown);
                 }
-                base = r_.value[frameRegister] - (frame >> 4) * 16;
+                base = m_registers.value[frameRegister] - (frame >> 4) * 16;
             }
         }
         for (const Code& code : parsed) {
@@ -115,31 +116,31 @@ class Unwinder {
     }
 
     Unwound Return() {
-        const auto address = Read(r_.value[Registers::kRsp]);
-        r_.rip = address.value_or(0);
-        r_.value[Registers::kRsp] += 8;
-        return failed_.value_or(Unwound::kCaller);
+        const auto address = Read(m_registers.value[Registers::kRsp]);
+        m_registers.rip = address.value_or(0);
+        m_registers.value[Registers::kRsp] += 8;
+        return m_failed.value_or(Unwound::kCaller);
     }
 
   private:
-    bool Known(int reg) const { return r_.known >> reg & 1; }
+    bool Known(int reg) const { return m_registers.known >> reg & 1; }
 
     std::optional<std::uint64_t> Read(std::uint64_t address) {
-        const auto value = stack_(address);
+        const auto value = m_stack(address);
         if (!value) {
-            failed_ = Unwound::kStackNotInDump;
+            m_failed = Unwound::kStackNotInDump;
         }
         return value;
     }
 
     void Restore(int reg, std::uint64_t from) {
-        r_.value[reg] = Read(from).value_or(0);
-        r_.known |= static_cast<std::uint16_t>(1u << reg);
+        m_registers.value[reg] = Read(from).value_or(0);
+        m_registers.known |= static_cast<std::uint16_t>(1u << reg);
     }
 
     std::optional<Unwound> Undo(std::uint8_t op, std::uint8_t info, std::uint32_t operand,
                                 std::uint64_t base) {
-        std::uint64_t& rsp = r_.value[Registers::kRsp];
+        std::uint64_t& rsp = m_registers.value[Registers::kRsp];
         switch (op) {
             case kPushNonvolatile:
                 Restore(info, rsp);
@@ -163,19 +164,19 @@ class Unwinder {
             case kPushMachineFrame: {
                 // An error code, then rip, cs, eflags, rsp, ss as the processor pushed them.
                 const std::uint64_t at = rsp + (info ? 8 : 0);
-                r_.rip = Read(at).value_or(0);
+                m_registers.rip = Read(at).value_or(0);
                 rsp = Read(at + 24).value_or(0);
-                return failed_.value_or(Unwound::kInterrupted);
+                return m_failed.value_or(Unwound::kInterrupted);
             }
             default:  // the xmm registers and epilogues play no part in finding frames
                 break;
         }
-        return failed_;
+        return m_failed;
     }
 
-    Registers& r_;
-    const StackBytes& stack_;
-    std::optional<Unwound> failed_;
+    Registers& m_registers;
+    const StackBytes& m_stack;
+    std::optional<Unwound> m_failed;
 };
 
 // The length of a ModRM-addressed operand (ModRM, SIB, displacement) that starts at `at`.
