@@ -39,16 +39,10 @@ std::vector<std::string_view> Lines(std::string_view text) {
     return lines;
 }
 
-// A source file as the build named it, without the detour through the build folder that the
-// recorded paths take ("build/x/../../a.cpp" is "a.cpp").
+// A source file as the build named it: the build records the folder it compiles in as ".",
+// so that "./tests/a.cpp" is the tree's "tests/a.cpp".
 std::string SourcePath(const std::string& file) {
-    std::filesystem::path kept;
-    for (const auto& part : std::filesystem::path(file).lexically_normal()) {
-        if (!(kept.empty() && part == "..")) {
-            kept /= part;
-        }
-    }
-    return kept.generic_string();
+    return std::filesystem::path(file).lexically_normal().generic_string();
 }
 
 std::string ModuleName(const StackFrame& frame) {
