@@ -187,11 +187,12 @@ class HelperExitDumpTest(WineTest):
         self.fail_in_a_callback("access-violation", "send instrument\nwait 500\nsend instrument\n"
                                 "wait 1000\n", ACCESS_VIOLATION, first_event="announce")
         # The dump holds the faulting context: the fault itself is the first frame.
-        frame, _ = self.first_frame_in_our_code(
+        frame, frames = self.first_frame_in_our_code(
             self.reader, os.path.join(self.launch.bin, "throwing-helper.exe"))
         self.assertEqual((frame["index"], frame["scanned"]), (0, False))
-        self.assertIn("OnInstrumentData", frame["function"])
+        self.assertIn("WriteThroughNowhere", frame["function"])
         self.assertEqual(frame["line"], source_line("tests/e2e/throwing_helper_win.cpp", "*nowhere = 1"))
+        self.assertIn("OnInstrumentData", frames[1]["function"])
 
     def test_an_absent_value_or_log_folder_writes_nothing_and_creates_no_folder(self):
         self.assertEqual(self.run_helper(None, folder_present=True), [])

@@ -14,11 +14,16 @@ namespace {
 int* volatile nowhere = nullptr;  // volatile, so the compiler cannot see the fault coming
 bool faultOnInstrumentData = false;
 
+// A function of its own: inlined, the fault would take the line of the callback's thunk.
+__attribute__((noipa)) void WriteThroughNowhere() {
+    *nowhere = 1;
+}
+
 class ThrowingHelper final : public LumoDiscoveryPluginHelper {
   public:
     void OnInstrumentData(const std::uint8_t* record) override {
         if (faultOnInstrumentData && InstrumentAnnounced())
-            *nowhere = 1;
+            WriteThroughNowhere();
         LumoDiscoveryPluginHelper::OnInstrumentData(record);
     }
     void OnServerMessage2210(bool) override { throw std::runtime_error("a callback failed"); }
