@@ -12,11 +12,6 @@ FlowPoint::FlowPoint(const char* className, const char* functionName)
     logger.RegisterName(functionName);
 }
 
-void FlowPoint::Record(std::uint32_t code, std::uint32_t extra) {
-    MKLoggerAdapter::Instance().Record(FlowKind::TimingPoint, code, extra, className_,
-                                       functionName_, object_.load(std::memory_order_relaxed));
-}
-
 FlowTimedScope::FlowTimedScope(FlowPoint& point, const void* object)
     : point_(point), object_(object), start_(Orvane::Platform::PerformanceCounter()) {}
 

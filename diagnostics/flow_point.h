@@ -13,6 +13,8 @@
 //       FlowTimedScope scope(flowPoint, this);
 #pragma once
 
+#include "diagnostics/k_logger_adapter.h"
+
 #include <atomic>
 #include <cstdint>
 #include <iosfwd>
@@ -29,7 +31,10 @@ class alignas(64) FlowPoint {
     void SetObject(const void* object) { object_.store(object, std::memory_order_relaxed); }
     void SetLine(std::int32_t line) { line_.store(line, std::memory_order_relaxed); }
     // Appends one entry of kind 9 (event 0, "Timing_point") for the current object.
-    void Record(std::uint32_t code, std::uint32_t extra = 0);
+    void Record(std::uint32_t code, std::uint32_t extra = 0) {
+        MKLoggerAdapter::Created().Record(FlowKind::TimingPoint, code, extra, className_,
+                                          functionName_, object_.load(std::memory_order_relaxed));
+    }
 
     const char* ClassName() const { return className_; }
     const char* FunctionName() const { return functionName_; }

@@ -36,25 +36,6 @@ KLogger::KLogger()
       reference_{Orvane::Platform::PerformanceCounter(), Orvane::Platform::PerformanceFrequency(),
                  Orvane::Platform::CurrentWallClock()} {}
 
-void KLogger::Append(std::int32_t event, std::uint32_t code, std::uint32_t extra,
-                     std::uint32_t classKey, std::uint32_t functionKey,
-                     const void* object) noexcept {
-    if (!ring_)
-        return;
-    const std::uint32_t before = counter_.fetch_add(2, std::memory_order_relaxed);
-    if ((before & kEnabled) == 0)
-        return;
-    FlowLogEntry& slot = ring_[(before >> 1) & (kCapacity - 1)];
-    slot.timestamp = Orvane::Platform::PerformanceCounter();
-    slot.event = event;
-    slot.code = code;
-    slot.extra = extra;
-    slot.classKey = classKey;
-    slot.functionKey = functionKey;
-    slot.object = reinterpret_cast<std::uintptr_t>(object);
-    slot.threadId = Orvane::Platform::CurrentThreadId();
-}
-
 void KLogger::ReleaseRing::operator()(FlowLogEntry* ring) const {
     std::free(ring);
 }
