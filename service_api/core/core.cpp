@@ -11,6 +11,13 @@ namespace Quorvel::Lumo::Api {
 
 using Orvane::Platform::CurrentLocalTime;
 
+namespace {
+
+// Received blocks up to this size are copied to the stack instead of the heap.
+constexpr std::size_t kCopiedInPlace = 512;
+
+}  // namespace
+
 Core::~Core() {
     StopKeepingExceptions();
 }
@@ -25,11 +32,12 @@ void Core::StopKeepingExceptions() noexcept {
 }
 
 void Core::SetDefaultHandler(LumoMessageHandler handler) {
-    m_defaultHandler = std::move(handler);
+    m_defaultHandler =
+        handler ? std::make_shared<const LumoMessageHandler>(std::move(handler)) : nullptr;
 }
 
 void Core::AddMessageHandler(std::int32_t messageCode, LumoMessageHandler handler) {
-    m_messageHandlers[messageCode] = std::move(handler);
+    m_messageHandlers[messageCode] = std::make_shared<const LumoMessageHandler>(std::move(handler));
 }
 
 std::uint64_t Core::RemoveMessageHandler(std::int32_t messageCode) {
@@ -118,19 +126,17 @@ void Core::ServerAvailable(Orvane::Platform::WindowHandle serverWindow) {
     }
 }
 
-const LumoMessageHandler* Core::HandlerFor(const sLUMOChunk& header) const {
-    auto key = static_cast<std::int32_t>(header.messageId);
+Core::SharedHandler Core::HandlerFor(const sLUMOChunk& header) const {
     // A reply goes to whoever handles the request it answers; an unclaimed one stays a
     // plain 1004.
-    if (header.messageId == MessageCode::kReply &&
-        m_messageHandlers.count(static_cast<std::int32_t>(header.argument1)) != 0) {
-        key = static_cast<std::int32_t>(header.argument1);
+    auto found = m_messageHandlers.end();
+    if (header.messageId == MessageCode::kReply) {
+        found = m_messageHandlers.find(static_cast<std::int32_t>(header.argument1));
     }
-    const auto found = m_messageHandlers.find(key);
-    if (found != m_messageHandlers.end()) {
-        return &found->second;
+    if (found == m_messageHandlers.end()) {
+        found = m_messageHandlers.find(static_cast<std::int32_t>(header.messageId));
     }
-    return m_defaultHandler ? &m_defaultHandler : nullptr;
+    return found != m_messageHandlers.end() ? found->second : m_defaultHandler;
 }
 
 void Core::OnMessage(const Orvane::Platform::CopyDataBlock& received) {
@@ -138,21 +144,24 @@ void Core::OnMessage(const Orvane::Platform::CopyDataBlock& received) {
     if (received.cbData < sizeof(sLUMOChunk)) {
         return;
     }
-    // The sender's block is valid only during its send; handlers get a copy of their own.
-    const auto copy = std::make_unique_for_overwrite<char[]>(received.cbData);
-    std::memcpy(copy.get(), received.lpData, received.cbData);
+    // The sender's block is valid only during its send; handlers get a copy of their own,
+    // on the stack when it is as small as most replies are.
+    alignas(16) char inPlace[kCopiedInPlace];
+    std::unique_ptr<char[]> onHeap;
+    char* copy = inPlace;
+    if (received.cbData > sizeof inPlace) {
+        onHeap = std::make_unique_for_overwrite<char[]>(received.cbData);
+        copy = onHeap.get();
+    }
+    std::memcpy(copy, received.lpData, received.cbData);
     sLUMOChunk header;
-    std::memcpy(&header, copy.get(), sizeof(header));
+    std::memcpy(&header, copy, sizeof(header));
     m_lastMessageTime = CurrentLocalTime();
     ++m_messageCount;
 
-    const LumoMessageHandler* handler = HandlerFor(header);
-    if (handler == nullptr) {
-        return;
+    if (const SharedHandler call = HandlerFor(header)) {
+        (*call)(header, copy + sizeof(header), received.cbData - sizeof(header));
     }
-    // Called on a copy: the handler may replace or remove itself while it runs.
-    const LumoMessageHandler call = *handler;
-    call(header, copy.get() + sizeof(header), received.cbData - sizeof(header));
 }
 
 void Core::Fire(LumoCoreEvent event) {

@@ -67,7 +67,11 @@ class Core final : public ICore, public Listener {
     const Orvane::Platform::LocalTime& RegistrationTime() const { return m_registrationTime; }
 
   private:
-    const LumoMessageHandler* HandlerFor(const sLUMOChunk& header) const;
+    // Shared, so that a handler is called on a reference of its own (it may replace or
+    // remove itself while it runs) without copying the function on every message.
+    using SharedHandler = std::shared_ptr<const LumoMessageHandler>;
+
+    SharedHandler HandlerFor(const sLUMOChunk& header) const;
     void Fire(LumoCoreEvent event);
 
     bool m_serverAvailable = false;
@@ -76,9 +80,9 @@ class Core final : public ICore, public Listener {
     Orvane::Platform::LocalTime m_lastMessageTime{};
     std::uint32_t m_messageCount = 0;
     std::unique_ptr<WindowsMessagingWindow> m_window;
-    std::map<std::int32_t, LumoMessageHandler> m_messageHandlers;
+    std::map<std::int32_t, SharedHandler> m_messageHandlers;
     std::map<LumoCoreEvent, LumoEventHandler> m_eventHandlers;
-    LumoMessageHandler m_defaultHandler;
+    SharedHandler m_defaultHandler;
     bool m_stopping = false;
     Lifetime m_lifetime;
 };

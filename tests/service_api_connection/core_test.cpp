@@ -101,6 +101,16 @@ TEST_F(CoreTest, HandlerTablesReplaceRemoveAndClear) {
 
     EXPECT_EQ(m_core.RemoveMessageHandler(2013), 1u);
     EXPECT_EQ(m_core.RemoveMessageHandler(2013), 0u);
+    // A handler that removes itself runs on to its end (its state is still there).
+    m_core.AddMessageHandler(2015, [this, note = Note("self")](const sLUMOChunk& header,
+                                                               char* payload, std::uint64_t size) {
+        m_core.RemoveMessageHandler(2015);
+        note(header, payload, size);
+    });
+    Tell(2015);
+    Tell(2015);
+    EXPECT_EQ(m_log.back(), "default(2015,0,0)");
+    EXPECT_EQ(m_log.end()[-2], "self(2015,0,0)");
     m_core.AddMessageHandler(2014, Note("gone"));
     m_core.ClearMessageHandlers();
     Tell(2014);
