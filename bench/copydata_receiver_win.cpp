@@ -1,8 +1,9 @@
 // The floor's service: a bare window that takes each WM_COPYDATA block and returns at once,
 // so that what a sender pays is the exchange itself. With --answer it answers every request
 // (but the registration and the unregistration) with a reply chunk, sent once the request's
-// own WM_COPYDATA has returned, as the service does.
-//   copydata-receiver [--answer] [RUN-MS]
+// own WM_COPYDATA has returned, as the service does. --drop-answer N leaves the Nth request
+// unanswered, to show that a sender's run notices a lost answer.
+//   copydata-receiver [--answer] [--drop-answer N] [RUN-MS]
 #include <windows.h>
 
 #include <cstdint>
@@ -20,6 +21,8 @@ constexpr std::uint32_t kRegister = 2000, kUnregister = 2001, kReply = 1004;
 constexpr std::size_t kClientHeaderSize = 60;  // chunk header and the sender's block
 constexpr std::size_t kClientWindowOffset = 32;
 bool answering = false;
+unsigned long answerToDrop = 0;  // counted from 1; 0 drops none
+unsigned long requestsToAnswer = 0;
 
 std::uint32_t U32At(const void* block, std::size_t offset) {
     std::uint32_t value;
@@ -32,7 +35,7 @@ LRESULT CALLBACK WindowProcedure(HWND window, UINT message, WPARAM wParam, LPARA
         const auto* block = reinterpret_cast<const COPYDATASTRUCT*>(lParam);
         if (answering && block->cbData >= kClientHeaderSize) {
             const std::uint32_t id = U32At(block->lpData, 0);
-            if (id != kRegister && id != kUnregister) {
+            if (id != kRegister && id != kUnregister && ++requestsToAnswer != answerToDrop) {
                 PostMessageW(window, kAnswerLater, id,
                              static_cast<LPARAM>(U32At(block->lpData, kClientWindowOffset)));
             }
@@ -57,6 +60,8 @@ int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         if (std::string(argv[i]) == "--answer") {
             answering = true;
+        } else if (std::string(argv[i]) == "--drop-answer" && i + 1 < argc) {
+            answerToDrop = std::strtoul(argv[++i], nullptr, 10);
         } else {
             runMs = static_cast<DWORD>(std::strtoul(argv[i], nullptr, 10));
         }
