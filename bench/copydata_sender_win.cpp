@@ -188,11 +188,12 @@ struct Sender {
     LONGLONG sending = 0;
 };
 
-// Each send of a kind timed alone, the two senders taking turns.
+// Each send of a kind timed alone, the two senders taking turns, which one goes first
+// changing with each pair (bare, library, library, bare, ...).
 bool MeasureLatency(Sender& bare, Sender& library, unsigned long count) {
     for (int kind : {0, 1}) {
         for (unsigned long i = 0; i < 2 * count; ++i) {
-            Sender& sender = i % 2 == 0 ? bare : library;
+            Sender& sender = (i % 2 == 0) == (i / 2 % 2 == 0) ? bare : library;
             const LONGLONG started = Ticks();
             const bool sent = sender.request(kind);
             sender.took.push_back(Microseconds(Ticks() - started));
