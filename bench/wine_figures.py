@@ -76,8 +76,8 @@ def main():
         # The client's window exists from the loop's first wake-up, a beat after the start;
         # only then can it hear the service's broadcast.
         time.sleep(4.0)
-        pid = linux_pid("LumoDiscoveryHelper.exe")
-        server = linux_pid("wineserver")  # the prefix's, started by wine.sh
+        pid = linux_pid("LumoDiscoveryHelper.exe", launch.prefix)
+        server = linux_pid("wineserver", launch.prefix)
         service = launch.service("service",
                                  service_script(args.changes, args.losses, args.idle_s))
 
@@ -89,8 +89,9 @@ def main():
         floor = launch.start("wine-floor", "wine-floor.exe",
                              [str((args.idle_s + TRACE_S + 10) * 1000)])
         floor.wait_for("ready")
-        floor_pid = linux_pid("wine-floor.exe")
-        others = [linux_pid(n) for n in ("plugin-sim.exe", "lumo-sim.exe", "dds-listen.exe")]
+        floor_pid = linux_pid("wine-floor.exe", launch.prefix)
+        others = [linux_pid(n, launch.prefix)
+                  for n in ("plugin-sim.exe", "lumo-sim.exe", "dds-listen.exe")]
         idle["start"] = sample(pid, server, others + [floor_pid])
         time.sleep(args.idle_s)
         idle["end"] = sample(pid, server, others + [floor_pid])
