@@ -12,6 +12,7 @@
 
 #include "platform/windows_api.h"
 #include "tools/common/message_pump_win.h"
+#include "tools/common/titled_window_win.h"
 
 namespace {
 
@@ -93,13 +94,8 @@ int main(int argc, char** argv) {
     listener.sin_family = AF_INET;
     listener.sin_port = htons(kListenerPort);
     listener.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    WNDCLASSW windowClass{};
-    windowClass.lpfnWndProc = WindowProcedure;
-    windowClass.hInstance = GetModuleHandleW(nullptr);
-    windowClass.lpszClassName = L"LumoBenchRelay";
-    RegisterClassW(&windowClass);
-    HWND window = CreateWindowExW(0, windowClass.lpszClassName, L"LUMO_BENCH_RELAY", 0, 0, 0, 0, 0,
-                                  nullptr, nullptr, windowClass.hInstance, nullptr);
+    HWND window =
+        LumoTools::CreateTitledWindow(L"LumoBenchRelay", L"LUMO_BENCH_RELAY", WindowProcedure);
     std::printf("{\"event\":\"ready\"}\n");
     std::fflush(stdout);
     LumoTools::PumpMessagesUntil(runMs, nullptr, runMs);

@@ -13,6 +13,7 @@
 #include <cstdlib>
 
 #include "tools/KxIpcDll/KxIpcDll.h"
+#include "tools/common/titled_window_win.h"
 
 namespace {
 
@@ -55,13 +56,8 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "wine-floor: cannot open the channel %s\n", argv[2]);
         return 1;
     }
-    WNDCLASSW windowClass{};
-    windowClass.lpfnWndProc = WindowProcedure;
-    windowClass.hInstance = GetModuleHandleW(nullptr);
-    windowClass.lpszClassName = L"LumoWineFloor";
-    RegisterClassW(&windowClass);
-    HWND window = CreateWindowExW(0, windowClass.lpszClassName, L"LUMO_WINE_FLOOR", 0, 0, 0, 0, 0,
-                                  nullptr, nullptr, windowClass.hInstance, nullptr);
+    HWND window =
+        LumoTools::CreateTitledWindow(L"LumoWineFloor", L"LUMO_WINE_FLOOR", WindowProcedure);
     SetTimer(window, 1280, 500, nullptr);
     HANDLE stop = CreateEventW(nullptr, FALSE, FALSE, nullptr);
     std::printf("{\"event\":\"ready\"}\n");
