@@ -53,6 +53,8 @@ std::uint64_t Offset(const StackFrame& frame) {
     return frame.module ? frame.address - frame.module->base : frame.address;
 }
 
+}  // namespace
+
 std::string FrameText(std::size_t index, const StackFrame& frame) {
     std::string text = "  #" + std::to_string(index) + " " + Hex(frame.address, 16);
     if (frame.module) {
@@ -66,8 +68,6 @@ std::string FrameText(std::size_t index, const StackFrame& frame) {
     }
     return text + (frame.scanned ? " (found by scanning the stack)\n" : "\n");
 }
-
-}  // namespace
 
 std::string TextReport(const Minidump& dump, const Findings& findings) {
     std::string text;
