@@ -5,89 +5,30 @@
 
 #include <nlohmann/json.hpp>
 
-namespace {
-
-// Collects the fields of each object in the "traceEvents" array, as the parser meets them.
-class EventCollector {
-  public:
-    std::vector<TraceEvent> events;
-    bool sawEvents = false;
-
-    bool start_object(std::size_t) { return Enter(); }
-    bool end_object() { return Leave(); }
-    bool start_array(std::size_t) {
-        m_inEvents = m_inEvents || (m_keys.size() == 1 && m_keys[0] == "traceEvents");
-        sawEvents = sawEvents || m_inEvents;
-        return Enter();
-    }
-    bool end_array() {
-        m_inEvents = m_inEvents && m_keys.size() != 2;
-        return Leave();
-    }
-    bool key(std::string& key) {
-        m_keys.back() = key;
-        return true;
-    }
-    bool string(std::string& text) {
-        if (Field("ph"))
-            events.back().phase = text;
-        if (Field("name"))
-            events.back().name = text;
-        if (Depth() == 4 && m_keys[2] == "args" && m_keys[3] == "cut")
-            events.back().cut = text;
-        return true;
-    }
-    bool number_integer(std::int64_t value) { return Number(static_cast<double>(value)); }
-    bool number_unsigned(std::uint64_t value) { return Number(static_cast<double>(value)); }
-    bool number_float(double value, const std::string&) { return Number(value); }
-    bool boolean(bool) { return true; }
-    bool null() { return true; }
-    bool binary(std::vector<std::uint8_t>&) { return true; }
-    bool parse_error(std::size_t, const std::string&, const nlohmann::json::exception&) {
-        return false;
-    }
-
-  private:
-    std::size_t Depth() const { return m_keys.size(); }
-    // Inside an event of the array, directly.
-    bool Field(const char* key) const { return m_inEvents && Depth() == 3 && m_keys[2] == key; }
-    bool Enter() {
-        if (m_inEvents && Depth() == 2) {
-            events.emplace_back();
-        }
-        m_keys.emplace_back();
-        return true;
-    }
-    bool Leave() {
-        m_keys.pop_back();
-        return true;
-    }
-    bool Number(double value) {
-        TraceEvent* e =
-            Field("ts") || Field("pid") || Field("tid") || Field("id") ? &events.back() : nullptr;
-        if (e && m_keys[2] == "ts") {
-            e->at = value;
-            e->timed = true;
-        } else if (e) {
-            (m_keys[2] == "pid"   ? e->pid
-             : m_keys[2] == "tid" ? e->tid
-                                  : e->id) = static_cast<long long>(value);
-        }
-        return true;
-    }
-
-    std::vector<std::string> m_keys;  // the key at each depth
-    bool m_inEvents = false;
-};
-
-}  // namespace
-
 std::optional<std::vector<TraceEvent>> TraceEvents(std::string_view trace) {
-    EventCollector collector;
-    if (!nlohmann::json::sax_parse(trace, &collector) || !collector.sawEvents) {
+    const auto json = nlohmann::json::parse(trace, nullptr, false);
+    if (!json.is_object() || !json.contains("traceEvents") || !json["traceEvents"].is_array()) {
         return std::nullopt;
     }
-    return std::move(collector.events);
+    std::vector<TraceEvent> events;
+    for (const auto& e : json["traceEvents"]) {
+        const auto number = [&](const char* key) {
+            return e.is_object() && e.contains(key) && e[key].is_number() ? e[key].get<double>()
+                                                                          : -1;
+        };
+        const auto text = [&](const auto& object, const char* key) {
+            return object.is_object() && object.contains(key) && object[key].is_string()
+                       ? object[key].template get<std::string>()
+                       : "";
+        };
+        events.push_back({text(e, "ph"), text(e, "name"),
+                          e.is_object() && e.contains("args") ? text(e["args"], "cut") : "",
+                          number("ts"), static_cast<long long>(number("pid")),
+                          static_cast<long long>(number("tid")),
+                          static_cast<long long>(number("id")),
+                          e.is_object() && e.contains("ts") && e["ts"].is_number()});
+    }
+    return events;
 }
 
 std::vector<std::string> TraceRuleBreaks(std::string_view text) {

@@ -18,8 +18,7 @@ struct TraceEvent {
 };
 
 // The trace's events in their order; empty for a text that is not JSON with an array of
-// them under "traceEvents". Read without building the document: a full ring's trace is tens
-// of megabytes.
+// them under "traceEvents".
 std::optional<std::vector<TraceEvent>> TraceEvents(std::string_view trace);
 
 // What breaks the rules, one line each; empty for a trace that keeps them.
