@@ -125,7 +125,8 @@ bool ReadNames(std::string_view line, FlowRecord& record) {
     record.functionName = *function;
     record.threadName = "";
     if (record.threadId != 0) {
-        const std::string thread = " in_thread " + std::to_string(record.threadId) + " (";
+        std::string thread = " in_thread ";
+        thread.append(std::to_string(record.threadId)).append(" (");
         const std::size_t at = line.rfind(thread);
         if (at == std::string_view::npos || !line.ends_with(')')) {
             return false;

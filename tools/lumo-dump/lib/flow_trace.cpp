@@ -236,9 +236,10 @@ void WriteTrack(TraceWriter& out, Track& track) {
 }
 
 std::string TrackName(const Track& track, const std::optional<TraceFault>& fault) {
-    std::string name = "thread " + std::to_string(track.threadId);
+    std::string name = "thread ";
+    name += std::to_string(track.threadId);
     if (!track.threadName.empty()) {
-        name += " " + std::string(track.threadName);
+        name.append(" ").append(track.threadName);
     }
     return fault && fault->threadId == track.threadId ? name + " (faulted)" : name;
 }
@@ -253,7 +254,7 @@ std::string ProgramName(std::string_view path) {
 std::string FlowTrace(const FlowLog& log, std::string_view program,
                       const std::optional<TraceFault>& fault) {
     Timeline timeline(log, fault);
-    TraceWriter out(program, fault ? &*fault : nullptr);
+    TraceWriter out(program, fault ? &*fault : nullptr, log.records.size());
     auto& tracks = timeline.Tracks();
     // The faulting thread first, the others in the order of their first entry.
     std::stable_partition(tracks.begin(), tracks.end(), [&](const Track& track) {

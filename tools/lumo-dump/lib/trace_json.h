@@ -31,7 +31,8 @@ struct TraceMark {
 
 class TraceWriter {
   public:
-    TraceWriter(std::string_view program, const TraceFault* fault);
+    // `entries`: how many the log has, to size the text once.
+    TraceWriter(std::string_view program, const TraceFault* fault, std::size_t entries);
 
     void ThreadName(std::uint32_t threadId, std::string_view name, std::size_t sortIndex);
     void Begin(std::uint32_t threadId, const TraceSlice& slice);
