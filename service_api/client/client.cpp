@@ -1,4 +1,4 @@
-#include "service_api/client/client.h"
+#include "lumo/api/client.h"
 
 #include "service_api/client/client_messages.h"
 

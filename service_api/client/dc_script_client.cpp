@@ -1,4 +1,4 @@
-#include "service_api/client/dc_script_client.h"
+#include "lumo/api/dc_script_client.h"
 
 #include "service_api/client/command_sender.h"
 

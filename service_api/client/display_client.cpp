@@ -1,4 +1,4 @@
-#include "service_api/client/display_client.h"
+#include "lumo/api/display_client.h"
 
 #include "service_api/client/command_sender.h"
 

@@ -2,7 +2,7 @@
 // forward them to the application's observers.
 #pragma once
 
-#include "service_api/client/service_record.h"
+#include "lumo/api/service_record.h"
 #include "service_api/core/icore.h"
 
 #include <cstdint>

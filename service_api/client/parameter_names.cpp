@@ -1,4 +1,4 @@
-#include "service_api/client/parameter_names.h"
+#include "lumo/api/parameter_names.h"
 
 #include <stdexcept>
 

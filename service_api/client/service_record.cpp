@@ -1,4 +1,4 @@
-#include "service_api/client/service_record.h"
+#include "lumo/api/service_record.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include "service_api/client/wrtl_client.h"
+#include "lumo/api/wrtl_client.h"
 
 #include "service_api/client/command_sender.h"
 

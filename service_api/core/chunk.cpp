@@ -1,4 +1,4 @@
-#include "service_api/core/chunk.h"
+#include "lumo/api/chunk.h"
 
 #include <cstring>
 

@@ -17,9 +17,9 @@
 #include <utility>
 #include <vector>
 
+#include "lumo/api/client.h"
 #include "platform/kept_exception.h"
 #include "platform/service.h"
-#include "service_api/client/client.h"
 #include "tests/service_api_connection/service_peer.h"
 
 using namespace Quorvel::Lumo::Api;

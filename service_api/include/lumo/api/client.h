@@ -19,16 +19,16 @@
 // in the callback of the same id.
 #pragma once
 
-#include "service_api/client/client_requests.h"
-#include "service_api/client/dc_script_client.h"
-#include "service_api/client/display_client.h"
-#include "service_api/client/parameter_names.h"
+#include "lumo/api/client_requests.h"
+#include "lumo/api/dc_script_client.h"
+#include "lumo/api/display_client.h"
+#include "lumo/api/internal_error_handler.h"
+#include "lumo/api/parameter_names.h"
+#include "lumo/api/result_codes.h"
+#include "lumo/api/service_record.h"
+#include "lumo/api/wrtl_client.h"
 #include "service_api/client/payload_decoders.h"
-#include "service_api/client/service_record.h"
-#include "service_api/client/wrtl_client.h"
 #include "service_api/core/core.h"
-#include "service_api/core/internal_error_handler.h"
-#include "service_api/core/result_codes.h"
 
 #include <cstdint>
 #include <memory>

@@ -2,9 +2,9 @@
 // application's observers; the records they carry belong to the service.
 #pragma once
 
+#include "lumo/api/service_record.h"
 #include "service_api/client/observable.h"
 #include "service_api/client/observer_routing.h"
-#include "service_api/client/service_record.h"
 #include "service_api/core/icore.h"
 
 #include <cstdint>

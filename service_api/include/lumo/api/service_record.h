@@ -3,7 +3,7 @@
 // archive.
 #pragma once
 
-#include "service_api/core/chunk.h"
+#include "lumo/api/chunk.h"
 #include "service_api/core/icore.h"
 
 #include <cstdint>
