@@ -2,6 +2,7 @@
 #include "lumo/api/client.h"
 #include "service_api/client/access_request.h"
 #include "service_api/client/command_sender.h"
+#include "service_api/core/core.h"
 
 #include <algorithm>
 #include <array>

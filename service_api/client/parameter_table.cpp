@@ -1,4 +1,4 @@
-#include "lumo/api/parameter_names.h"
+#include "service_api/client/parameter_table.h"
 
 #include <stdexcept>
 

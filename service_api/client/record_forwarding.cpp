@@ -1,4 +1,4 @@
-#include "lumo/api/service_record.h"
+#include "service_api/client/record_forwarding.h"
 
 #include <utility>
 

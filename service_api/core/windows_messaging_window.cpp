@@ -2,6 +2,7 @@
 
 #include "lumo/api/chunk.h"
 #include "platform/service.h"
+#include "service_api/core/outgoing_message.h"
 #include "service_api/core/registration.h"
 
 #include <cstring>

@@ -20,6 +20,7 @@
 #include "lumo/api/client.h"
 #include "platform/kept_exception.h"
 #include "platform/service.h"
+#include "service_api/core/core.h"
 #include "tests/service_api_connection/service_peer.h"
 
 using namespace Quorvel::Lumo::Api;
