@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(cmake make g++ googletest g++-mingw-w64-x86-64 wine wine64 python3 clang-format
-          tshark nlohmann-json3-dev libbenchmark-dev libssl-dev)
+          tshark nlohmann-json3-dev libbenchmark-dev libssl-dev doxygen)
 
 missing=()
 for p in "${packages[@]}"; do
