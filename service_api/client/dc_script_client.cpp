@@ -11,12 +11,6 @@ Client::Client(ICore& core, Api::Client& client)
       m_core(core),
       m_observers(std::make_unique<Events::Observable<IObserver>>()) {}
 
-Client::~Client() = default;
-
-Events::IObservable<IObserver>& Client::Observers() {
-    return *m_observers;
-}
-
 #define LUMO_FORWARD(id) LUMO_FORWARD_TO_OBSERVERS(Client, IObserver, m_observers, id)
 LUMO_DC_SCRIPT_OBSERVER_MESSAGES(LUMO_FORWARD)
 #undef LUMO_FORWARD

@@ -12,16 +12,6 @@ DisplayClient::DisplayClient(ICore& core, Client& client)
       m_observers(std::make_unique<Events::Observable<IObserver>>()),
       m_touchScreenObservers(std::make_unique<Events::Observable<ITouchScreenObserver>>()) {}
 
-DisplayClient::~DisplayClient() = default;
-
-Events::IObservable<IObserver>& DisplayClient::Observers() {
-    return *m_observers;
-}
-
-Events::IObservable<ITouchScreenObserver>& DisplayClient::TouchScreenObservers() {
-    return *m_touchScreenObservers;
-}
-
 #define LUMO_FORWARD_DISPLAY(id) \
     LUMO_FORWARD_TO_OBSERVERS(DisplayClient, IObserver, m_observers, id)
 #define LUMO_FORWARD_TOUCH(id) \

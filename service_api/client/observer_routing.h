@@ -13,11 +13,12 @@
 namespace Quorvel::Lumo::Api {
 
 // The definition of a sub-client's own observer operation for message `id`, declared in
-// its class: it passes the record on to every application observer in `observers` (a
-// pointer to an Events::Observable<Face>).
+// its class: it passes the record on to every application observer in `observers`, which
+// the class holds by its public face and made an Events::Observable<Face>.
 #define LUMO_FORWARD_TO_OBSERVERS(Class, Face, observers, id)      \
     void Class::OnServerMessage##id(const ServiceRecord& record) { \
-        observers->Notify(&Face::OnServerMessage##id, record);     \
+        static_cast<Events::Observable<Face>&>(*observers)         \
+            .Notify(&Face::OnServerMessage##id, record);           \
     }
 
 template <class Observer>

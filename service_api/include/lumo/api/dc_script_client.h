@@ -80,7 +80,6 @@ class Client final : public ICommands, private IObserver {
     // Hands the core a handler for each script message: 2226, 2227, 2228, 2230, 2229.
     void RegisterMessageHandlers();
     /// @endcond
-    ~Client() override;
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
 
@@ -92,7 +91,7 @@ class Client final : public ICommands, private IObserver {
 
     /// The observers of the script messages.
     /// @lumo_local
-    Events::IObservable<IObserver>& Observers();
+    Events::IObservable<IObserver>& Observers() { return *m_observers; }
 
   private:
     /// @cond LUMO_INTERNAL
@@ -104,7 +103,8 @@ class Client final : public ICommands, private IObserver {
 
     [[maybe_unused]] Api::Client& m_client;
     ICore& m_core;
-    std::unique_ptr<Events::Observable<IObserver>> m_observers;
+    // Lists that the library makes, held by their public face.
+    std::unique_ptr<Events::IObservable<IObserver>> m_observers;
 };
 
 }  // namespace Quorvel::Lumo::Api::DcScript

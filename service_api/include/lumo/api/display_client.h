@@ -110,7 +110,6 @@ class DisplayClient final : public ICommands, private IObserver, private ITouchS
     // 2072, 2073, 2074, 2075, 2066, 2061, 2065, 2067.
     void RegisterMessageHandlers();
     /// @endcond
-    ~DisplayClient() override;
     DisplayClient(const DisplayClient&) = delete;
     DisplayClient& operator=(const DisplayClient&) = delete;
 
@@ -124,10 +123,12 @@ class DisplayClient final : public ICommands, private IObserver, private ITouchS
 
     /// The observers of the display's events and replies.
     /// @lumo_local
-    Events::IObservable<IObserver>& Observers();
+    Events::IObservable<IObserver>& Observers() { return *m_observers; }
     /// The observers of the touch screen's events.
     /// @lumo_local
-    Events::IObservable<ITouchScreenObserver>& TouchScreenObservers();
+    Events::IObservable<ITouchScreenObserver>& TouchScreenObservers() {
+        return *m_touchScreenObservers;
+    }
 
   private:
     /// @cond LUMO_INTERNAL
@@ -140,8 +141,9 @@ class DisplayClient final : public ICommands, private IObserver, private ITouchS
 
     [[maybe_unused]] Client& m_client;
     ICore& m_core;
-    std::unique_ptr<Events::Observable<IObserver>> m_observers;
-    std::unique_ptr<Events::Observable<ITouchScreenObserver>> m_touchScreenObservers;
+    // Lists that the library makes, held by their public face.
+    std::unique_ptr<Events::IObservable<IObserver>> m_observers;
+    std::unique_ptr<Events::IObservable<ITouchScreenObserver>> m_touchScreenObservers;
     std::wstring m_displayText;
 };
 

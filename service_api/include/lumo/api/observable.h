@@ -20,9 +20,4 @@ class IObservable {
     virtual void RemoveObserver(T* observer) = 0;
 };
 
-/// @cond LUMO_INTERNAL
-template <class T>
-class Observable;
-/// @endcond
-
 }  // namespace Quorvel::Lumo::Api::Events

@@ -58,7 +58,6 @@ class Client final : public ICommands, private IObserver {
     // Hands the core a handler for each of the feature's messages: 2302, 2301, 2300.
     void RegisterMessageHandlers();
     /// @endcond
-    ~Client() override;
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
 
@@ -67,7 +66,7 @@ class Client final : public ICommands, private IObserver {
 
     /// The observers of the feature's messages.
     /// @lumo_local
-    Events::IObservable<IObserver>& Observers();
+    Events::IObservable<IObserver>& Observers() { return *m_observers; }
 
   private:
     /// @cond LUMO_INTERNAL
@@ -79,7 +78,8 @@ class Client final : public ICommands, private IObserver {
 
     [[maybe_unused]] Api::Client& m_client;
     ICore& m_core;
-    std::unique_ptr<Events::Observable<IObserver>> m_observers;
+    // Lists that the library makes, held by their public face.
+    std::unique_ptr<Events::IObservable<IObserver>> m_observers;
 };
 
 }  // namespace Quorvel::Lumo::Api::Wrtl
