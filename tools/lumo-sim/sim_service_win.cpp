@@ -1,7 +1,7 @@
 #include "tools/lumo-sim/sim_service_win.h"
 
+#include "lumo/api/chunk.h"
 #include "platform/local_time.h"
-#include "service_api/core/chunk.h"
 #include "tools/common/message_pump_win.h"
 #include "tools/common/utf.h"
 #include "tools/lumo-sim/received_message.h"

@@ -1,4 +1,4 @@
-#include "service_api/client/parameter_names.h"
+#include "service_api/client/parameter_table.h"
 
 #include <stdexcept>
 

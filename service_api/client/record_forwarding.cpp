@@ -1,4 +1,4 @@
-#include "service_api/client/service_record.h"
+#include "service_api/client/record_forwarding.h"
 
 #include <utility>
 

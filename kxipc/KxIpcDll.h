@@ -9,14 +9,15 @@
 // Channel handles are process-local, never 0 and never reused within a process. The
 // functions may be called from any thread.
 //
-// This is a stand-in with the interface of the device API's library: a machine that has
-// the maker's KxIpcDll.dll beside the program loads that one instead.
+// The device API's plug-in ships the library; KxIpcDll.def lists its functions, from which
+// the build makes the import library that programs link. The stand-in in tools/KxIpcDll
+// implements the same functions, so that a machine without the plug-in can run the helper.
+// The interface needs no Windows header: an event is the system's handle, a void*.
 #pragma once
 
-#include "platform/windows_api.h"
-
+// A library that implements the functions exports them by KxIpcDll.def.
 #ifdef KXIPC_BUILDING_DLL
-#define KXIPC_API __declspec(dllexport)
+#define KXIPC_API
 #else
 #define KXIPC_API __declspec(dllimport)
 #endif
@@ -61,10 +62,10 @@ KXIPC_API unsigned kxipcCreateChannel(const char* name, unsigned* channel);
 // it (or its creator has closed it since).
 KXIPC_API unsigned kxipcOpenChannel(const char* name, unsigned* channel);
 
-// Stores in `*event` a manual-reset event of an own channel that is signalled exactly while
-// at least one message is waiting on it. The event belongs to the library: do not close it
-// or change its state; it stays valid until the channel is closed.
-KXIPC_API unsigned kxipcGetDataReadyEvent(unsigned channel, HANDLE* event);
+// Stores in `*event` (a HANDLE) a manual-reset event of an own channel that is signalled
+// exactly while at least one message is waiting on it. The event belongs to the library: do
+// not close it or change its state; it stays valid until the channel is closed.
+KXIPC_API unsigned kxipcGetDataReadyEvent(unsigned channel, void** event);
 
 // Takes the next message waiting on an own channel: writes its code as a little-endian
 // 32-bit number followed by its data into `buffer` and sets `*bytesRead` to 4 + the data
