@@ -12,7 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "tools/KxIpcDll/KxIpcDll.h"
+#include "kxipc/KxIpcDll.h"
 #include "tools/common/titled_window_win.h"
 
 namespace {
