@@ -169,17 +169,19 @@ class HelperExitDumpTest(WineTest):
         self.machine.set_value(1)
         self.machine.provide_folder(True)
         before = self.machine.files()
-        listener = self.launch.start("debug-listen", "debug-listen.exe", ["--run-ms", "60000"])
+        # Writing the dump under Wine's heap checking takes a busy machine a minute or more.
+        listener = self.launch.start("debug-listen", "debug-listen.exe", ["--run-ms", "180000"])
         listener.wait_for("ready")
-        dds = self.launch.announcement_listener(seconds=60)
+        dds = self.launch.announcement_listener(seconds=180)
         thrower = windows_path(os.path.join(self.launch.bin, "throwing-helper.exe"))
         plugin = self.launch.start("plugin-sim", "plugin-sim.exe", ["--start", thrower,
-                                   "--helper-args", helper_args, "--run-ms", "60000"])
+                                   "--helper-args", helper_args, "--run-ms", "180000"])
         pid = plugin.wait_for("helper-started")["pid"]
         # The service comes once the helper's client window can hear its broadcast.
         listener.wait_for("text", pid=pid, text=CLIENT_STARTED)
         self.launch.service("service", "wait-registered 20000\n" + service_script)
-        self.assertEqual(plugin.wait_for("helper-exited")["exitCode"], MINUS_ONE, plugin.text())
+        exited = plugin.wait_for("helper-exited", timeout_s=180)
+        self.assertEqual(exited["exitCode"], MINUS_ONE, plugin.text())
         events = lambda: [r["event"] for r in dds.records()
                           if r.get("event") in ("announce", "withdraw")]
         dds.wait_until(lambda: events()[-1:] == ["withdraw"], "a withdrawal", timeout_s=5)
