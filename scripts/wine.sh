@@ -49,13 +49,25 @@ server_running() {
         compgen -G "/tmp/wine-*/$dir/socket" >/dev/null
 }
 
+close_inherited_files() {
+    local fd
+    for fd in /proc/$BASHPID/fd/*; do
+        fd=${fd##*/}
+        if [ "$fd" -gt 2 ] && [ "$fd" -lt 255 ]; then eval "exec $fd>&-"; fi
+    done 2>/dev/null
+}
+
 start_server() {
     [ -f "$ready_marker" ] || create_prefix
     if ! server_running; then
-        (wineserver -p </dev/null >/dev/null 2>&1 &)
-        # Pre-warm with every stream detached, so that Wine's background services never
-        # hold a pipe of whoever started us.
-        wine cmd /c exit </dev/null >/dev/null 2>&1 || true
+        (
+            # The server and Wine's background services outlive this run: they must hold
+            # nothing of whoever started us, neither a pipe nor a lock (a run under
+            # `flock` on the announcement port would otherwise keep the port locked).
+            close_inherited_files
+            wineserver -p </dev/null >/dev/null 2>&1 &
+            wine cmd /c exit </dev/null >/dev/null 2>&1 || true
+        )
     fi
 }
 
