@@ -27,8 +27,15 @@ int Throws(std::uint32_t) {
     throw std::runtime_error("handler failed");
 }
 
+ConsoleControl* removing = nullptr;
+int RemovesTakes(std::uint32_t) {
+    calls.push_back("removes takes");
+    return static_cast<int>(removing->RemoveHandler(&Takes));
+}
+
 // The system's own handler goes in with the first handler, for good: a refusal leaves the
-// list as it was, and once the last handler has gone an event is passed on.
+// list as it was, and once the last handler has gone an event is passed on. A handler that
+// a newer one removes during the dispatch is not called once its removal has returned.
 TEST(ConsoleHandlerList, TheSystemHandlerGoesInOnceAndTheNewestAnswersFirst) {
     Testing::FakeConsoleControl console;
     console.FailNextAdd(5);
@@ -45,10 +52,14 @@ TEST(ConsoleHandlerList, TheSystemHandlerGoesInOnceAndTheNewestAnswersFirst) {
     EXPECT_FALSE(console.Raise(kCtrlCloseEvent));
     console.FailNextAdd(6);
     EXPECT_EQ(console.AddHandler(&Takes), 0u) << "not asked again";
+    removing = &console;
+    EXPECT_EQ(console.AddHandler(&RemovesTakes), 0u);
+    calls.clear();
+    EXPECT_FALSE(console.Raise(kCtrlCloseEvent));
+    EXPECT_EQ(calls, (std::vector<std::string>{"removes takes"}));
 }
 
 std::promise<void> entered, release;
-ConsoleControl* removing = nullptr;
 int Blocks(std::uint32_t) {
     entered.set_value();
     release.get_future().wait();
