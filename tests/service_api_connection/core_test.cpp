@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <memory>
@@ -193,50 +194,61 @@ TEST_F(CoreTest, RepliesArriveInsideTheSendAndHandlersMaySendAgain) {
 }
 
 // What a handler asks or throws inside a send, or from an event, ends as the application
-// last asked, and the service holds what the core says. The service answers the request
-// `on` once with a message whose handler runs `inner`. A core
-// ended inside is touched no more (AddressSanitizer sees it when it is), and nothing
-// leaves its destructor: the thread's next wait throws it ("kept").
+// last asked, and the service holds what the core says. The service answers the blocks
+// numbered in `answers` ("2=register,send": its second block, once) with a message whose
+// handler runs those words. A core ended inside is touched no more (AddressSanitizer sees
+// it when it is), and nothing leaves its destructor: the thread's next wait throws it
+// ("kept").
 TEST(CoreNestedCalls, EndAsTheApplicationLastAsked) {
     const struct {
-        const char* name;
-        std::uint32_t on;
-        const char *inner, *outer, *heard;
+        const char *name, *answers, *outer, *heard;
         std::vector<std::uint32_t> sent;
         bool registered, started;
     } cases[] = {
         // clang-format off
-        {"a registration inside the registration", 2000, "register", "announce", " register=0 registered", {2000}, true, true},
-        {"an unregistration inside the unregistration", 2001, "unregister", "announce unregister unregister", " registered unregistered", {2000, 2001}, false, true},
-        {"a registration inside the unregistration", 2001, "register", "announce unregister", " registered registered register=0", {2000, 2001, 2000}, true, true},
-        {"a throw inside the unregistration", 2001, "throw", "announce unregister unregister", " registered thrown", {2000, 2001}, false, true},
-        {"a throw inside the registration", 2000, "throw", "announce unregister", " thrown unregistered", {2000, 2001}, false, true},
-        {"an unregistration inside the registration", 2000, "unregister", "announce", " unregistered", {2000, 2001}, false, true},
-        {"a registration inside Stop's unregistration", 2001, "register", "announce stop", " registered register=10 unregistered", {2000, 2001}, false, false},
-        {"a start inside a Stop in Stop", 2001, "stop start announce", "announce stop", " registered start=25", {2000, 2001}, false, false},
-        {"a Stop inside the registration", 2000, "stop", "announce", "", {2000, 2001}, false, false},
-        {"an end inside Stop's unregistration", 2001, "destroy", "announce stop", " registered", {2000, 2001}, false, false},
-        {"a throw inside the destructor's unregistration", 2001, "throw", "announce destroy", " registered kept", {2000, 2001}, false, false},
+        {"a registration inside the registration", "1=register", "announce", " register=0 registered", {2000}, true, true},
+        {"an unregistration inside the unregistration", "2=unregister", "announce unregister unregister", " registered unregistered", {2000, 2001}, false, true},
+        {"a registration inside the unregistration", "2=register", "announce unregister", " registered registered register=0", {2000, 2001, 2000}, true, true},
+        {"a throw inside the unregistration", "2=throw", "announce unregister unregister", " registered thrown", {2000, 2001}, false, true},
+        {"a throw inside the registration", "1=throw", "announce unregister", " thrown unregistered", {2000, 2001}, false, true},
+        {"an unregistration inside the registration", "1=unregister", "announce", " unregistered", {2000, 2001}, false, true},
+        {"a request inside the 2001 that follows the registration", "1=unregister 2=send", "announce", " send=0 unregistered", {2000, 2001, 2013}, false, true},
+        {"an unregistration inside a registration inside the unregistration", "2=register 3=unregister", "announce unregister", " registered unregistered register=0", {2000, 2001, 2000, 2001}, false, true},
+        {"the server lost inside the unregistration", "2=goodbye", "announce unregister", " registered down", {2000, 2001}, false, true},
+        {"a registration inside Stop's unregistration", "2=register", "announce stop", " registered register=10 unregistered", {2000, 2001}, false, false},
+        {"a start inside a Stop in Stop", "2=stop,start,announce", "announce stop", " registered start=25", {2000, 2001}, false, false},
+        {"a Stop inside the registration", "1=stop", "announce", "", {2000, 2001}, false, false},
+        {"an end inside Stop's unregistration", "2=destroy", "announce stop", " registered", {2000, 2001}, false, false},
+        {"a throw inside the destructor's unregistration", "2=throw", "announce destroy", " registered kept", {2000, 2001}, false, false},
         // clang-format on
     };
     for (const auto& each : cases) {
         FakeMessageWindow desktop;
         ScopedOverride<MessageWindowService> installed(desktop);
         ServicePeer service(desktop);
-        std::string heard;  // outlives the core, which unregisters as it goes
-        bool answered = false;
+        // Outlive the core, which unregisters as it goes.
+        std::string heard;
+        std::map<std::size_t, std::string> answers;
+        std::istringstream in(each.answers);
+        for (std::string answer; in >> answer;) {
+            answers[std::stoul(answer)] = answer.substr(answer.find('=') + 1);
+        }
         auto core = std::make_unique<Core>();
         const std::map<std::string, std::function<void()>> words = {
             {"throw", [] { throw std::runtime_error("handler failed"); }},
             {"register", [&] { heard += " register=" + std::to_string(core->Register()); }},
             {"start", [&] { heard += " start=" + std::to_string(core->Start(0, kAutoRegister)); }},
+            {"send",
+             [&] { heard += " send=" + std::to_string(core->Send(2013, nullptr, 0, 0, 0)); }},
             {"unregister", [&] { core->Unregister(); }},
             {"stop", [&] { core->Stop(); }},
             {"destroy", [&] { core.reset(); }},
             {"announce", [&] { service.Announce(); }},
+            {"goodbye", [&] { service.Tell(desktop.CreatedWindows().at(0), 1005); }},
         };
         // A handler's throw leaves it; the application notes what reaches it.
-        const auto run = [&](const char* steps, bool inHandler) {
+        const auto run = [&](std::string steps, bool inHandler) {
+            std::replace(steps.begin(), steps.end(), ',', ' ');
             std::istringstream in(steps);
             for (std::string word; in >> word;) {
                 try {
@@ -249,13 +261,16 @@ TEST(CoreNestedCalls, EndAsTheApplicationLastAsked) {
                 }
             }
         };
-        core->AddMessageHandler(
-            2013, [&](const sLUMOChunk&, char*, std::uint64_t) { run(each.inner, true); });
+        core->AddMessageHandler(2013, [&](const sLUMOChunk& header, char*, std::uint64_t) {
+            run(answers.at(header.argument1), true);
+        });
         core->SetEventHandler(LumoCoreEvent::Registered, [&] { heard += " registered"; });
         core->SetEventHandler(LumoCoreEvent::Unregistered, [&] { heard += " unregistered"; });
-        desktop.SetPeerHandler(service.Window(), [&](const std::vector<std::uint8_t>& request) {
-            if (U32At(request, 0) == each.on && !std::exchange(answered, true)) {
-                service.Tell(desktop.CreatedWindows().at(0), 2013);
+        core->SetEventHandler(LumoCoreEvent::ServerDown, [&] { heard += " down"; });
+        desktop.SetPeerHandler(service.Window(), [&](const std::vector<std::uint8_t>&) {
+            if (const std::size_t block = service.Received().size(); answers.count(block) != 0) {
+                service.Tell(desktop.CreatedWindows().at(0), 2013,
+                             static_cast<std::uint32_t>(block));
             }
         });
         core->Start(0, kAutoRegister);
