@@ -1,8 +1,9 @@
 #include "service_api/core/windows_messaging_window.h"
 
+#include "lumo/api/chunk.h"
 #include "platform/kept_exception.h"
 #include "platform/service.h"
-#include "service_api/core/chunk.h"
+#include "service_api/core/outgoing_message.h"
 #include "service_api/core/registration.h"
 
 #include <array>

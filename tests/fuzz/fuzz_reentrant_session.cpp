@@ -26,10 +26,13 @@
 #include <string>
 #include <vector>
 
+#include "lumo/api/client.h"
 #include "platform/console_handler_list.h"
 #include "platform/kept_exception.h"
 #include "platform/service.h"
-#include "service_api/client/client.h"
+#include "service_api/core/core.h"
+#include "service_api/client/payload_decoders.h"
+#include "service_api/core/outgoing_message.h"
 #include "tests/service_api_connection/service_peer.h"
 
 using namespace Quorvel::Lumo::Api;
