@@ -1,11 +1,9 @@
 #include "lumo/api/client.h"
 
-#include "platform/kept_exception.h"
 #include "tests/service_api_client/connected_client.h"
 
 #include <gtest/gtest.h>
 
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -138,37 +136,6 @@ TEST_F(ClientTest, StartValuesBecomeTheTransportOptions) {
         << "the key is the value's bytes, low byte first";
     EXPECT_EQ(m_client->Start(0, nullptr, 0, true), LUMO_ALREADY_STARTED);
     EXPECT_EQ(m_desktop.CreatedWindows().size(), 1u);
-}
-
-TEST_F(ClientTest, DestructionUnregistersAndHearsNothingMore) {
-    Connect();
-    // The service answers the unregistration at once with more messages; the application
-    // part of the client is gone by then and must not be called.
-    m_desktop.SetPeerHandler(m_service.Window(), [&](const std::vector<std::uint8_t>& request) {
-        if (U32At(request, 0) == 2001) {
-            Tell(1000, 0, 0, {1});
-            Tell(1002, 0, 0, {0, 0, 0x20, 0});
-            Tell(1005, 0, 0, {});
-            throw std::runtime_error("another window of the thread failed meanwhile");
-        }
-    });
-    const WindowHandle window = ClientWindow();
-    m_client.reset();
-    EXPECT_EQ(m_service.ReceivedCodes(), (std::vector<std::uint32_t>{2000, 2001}));
-    EXPECT_FALSE(m_desktop.IsWindow(window));
-    EXPECT_THROW(Orvane::Platform::ThrowKeptException(), std::runtime_error);
-}
-
-// The service's shutdown reaches OnServerDown, from which an application may end the
-// session: nothing of the client may be touched after that (AddressSanitizer sees it when
-// it is).
-TEST_F(ClientTest, ServerDownMayEndTheSession) {
-    Connect();
-    m_client->onServerDown = [this] { m_client.reset(); };
-    const WindowHandle window = ClientWindow();
-    m_service.Tell(window, 1005);
-    EXPECT_EQ(m_client, nullptr);
-    EXPECT_FALSE(m_desktop.IsWindow(window));
 }
 
 }  // namespace
