@@ -143,7 +143,8 @@ std::string Caught(bool arrives) {
 std::string asking;
 template <class Call>
 void Ask(const std::string& call, bool starved, Call&& ask) {
-    trace(asking = call);
+    asking = call;
+    trace(starved ? call + " without memory" : call);
     try {
         starving = starved;
         const XeLUMOResult result = ask();
