@@ -1,9 +1,11 @@
 #include "lumo/api/client.h"
 
+#include "platform/kept_exception.h"
 #include "tests/service_api_client/connected_client.h"
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -136,6 +138,25 @@ TEST_F(ClientTest, StartValuesBecomeTheTransportOptions) {
         << "the key is the value's bytes, low byte first";
     EXPECT_EQ(m_client->Start(0, nullptr, 0, true), LUMO_ALREADY_STARTED);
     EXPECT_EQ(m_desktop.CreatedWindows().size(), 1u);
+}
+
+// The destructor's unregistration lets in what the service answers; the application's part
+// of the client (here its decoders' callbacks) is gone by then and must not be called.
+TEST_F(ClientTest, DestructionUnregistersAndHearsNothingMore) {
+    Connect();
+    m_desktop.SetPeerHandler(m_service.Window(), [&](const std::vector<std::uint8_t>& request) {
+        if (U32At(request, 0) == 2001) {
+            Tell(1000, 0, 0, {1});
+            Tell(1002, 0, 0, {0, 0, 0x20, 0});
+            Tell(1005, 0, 0, {});
+            throw std::runtime_error("another window of the thread failed meanwhile");
+        }
+    });
+    const WindowHandle window = ClientWindow();
+    m_client.reset();
+    EXPECT_EQ(m_service.ReceivedCodes(), (std::vector<std::uint32_t>{2000, 2001}));
+    EXPECT_FALSE(m_desktop.IsWindow(window));
+    EXPECT_THROW(Orvane::Platform::ThrowKeptException(), std::runtime_error);
 }
 
 }  // namespace
