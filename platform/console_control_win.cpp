@@ -36,8 +36,15 @@ Win32ConsoleControl& Instance() {
     return *service;
 }
 
+// The system calls this on a control thread of its own, where nothing catches what a handler
+// throws: the unwinder would find no handler and end the process (std::terminate). A handler
+// that throws has not dealt with the event, which goes on to the system's next handler.
 BOOL WINAPI Dispatch(DWORD eventType) {
-    return Instance().Raise(eventType) != 0 ? TRUE : FALSE;
+    try {
+        return Instance().Raise(eventType) != 0 ? TRUE : FALSE;
+    } catch (...) {
+        return FALSE;
+    }
 }
 
 }  // namespace

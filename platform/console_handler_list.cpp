@@ -43,10 +43,14 @@ int ConsoleHandlerList::Dispatch(std::uint32_t eventType) {
         m_dispatching.push_back(std::this_thread::get_id());
     }
     int result = 0;
-    // Called outside the lock: a handler may add or remove handlers itself.
+    // Called outside the lock: a handler may add or remove handlers itself. One that an
+    // earlier handler removed is not called: its removal has returned. (A removal on
+    // another thread waits for this dispatch, so a handler found listed stays usable.)
     try {
         for (auto it = handlers.rbegin(); it != handlers.rend() && result == 0; ++it) {
-            result = (*it)(eventType);
+            if (IsListed(*it)) {
+                result = (*it)(eventType);
+            }
         }
     } catch (...) {
         LeaveDispatch();
@@ -54,6 +58,11 @@ int ConsoleHandlerList::Dispatch(std::uint32_t eventType) {
     }
     LeaveDispatch();
     return result;
+}
+
+bool ConsoleHandlerList::IsListed(Handler handler) const {
+    std::lock_guard lock(m_mutex);
+    return std::find(m_handlers.begin(), m_handlers.end(), handler) != m_handlers.end();
 }
 
 void ConsoleHandlerList::LeaveDispatch() {

@@ -33,11 +33,14 @@ class ConsoleHandlerList {
     // 87 (the system's ERROR_INVALID_PARAMETER) for a handler that was never added.
     std::uint32_t Remove(Handler handler);
     // The handlers, the most recently added first, until one deals with the event: its
-    // result, or 0. What a handler throws goes on to the caller.
+    // result, or 0. A handler added meanwhile waits for the next dispatch; one removed
+    // meanwhile is not called (unless it was added again). What a handler throws goes on
+    // to the caller.
     int Dispatch(std::uint32_t eventType);
     std::vector<Handler> Handlers() const;
 
   private:
+    bool IsListed(Handler handler) const;
     void LeaveDispatch();
 
     SystemInstall m_install;

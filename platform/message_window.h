@@ -76,7 +76,8 @@ class MessageWindowService {
 
     // Sends WM_COPYDATA with wParam 0 to `target` and waits until it was handled. Returns
     // the receiver's answer; 0 also when the target does not exist or the call failed.
-    // Throws what this thread's windows threw while handling messages meanwhile.
+    // What this thread's windows threw while handling messages meanwhile stays kept
+    // (kept_exception.h): the caller throws it once it has taken the answer in.
     virtual std::intptr_t SendCopyData(WindowHandle target, const CopyDataBlock& block) = 0;
     // Posts a message to every top-level window of the desktop; false on failure.
     virtual bool Broadcast(std::uint32_t message, std::uintptr_t wParam, std::intptr_t lParam) = 0;

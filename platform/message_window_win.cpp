@@ -129,11 +129,9 @@ class Win32MessageWindowService final : public MessageWindowService {
 
     std::intptr_t SendCopyData(WindowHandle target, const CopyDataBlock& block) override {
         COPYDATASTRUCT copy{block.dwData, block.cbData, const_cast<void*>(block.lpData)};
-        const LRESULT answer =
-            SendMessageW(ToHwnd(target), WM_COPYDATA, 0, reinterpret_cast<LPARAM>(&copy));
-        // The target may have answered with messages of its own, handled during the send.
-        ThrowKeptException();
-        return answer;
+        // The target may answer with messages of its own, handled during the send: what their
+        // handlers throw is kept for the caller, who needs the answer first.
+        return SendMessageW(ToHwnd(target), WM_COPYDATA, 0, reinterpret_cast<LPARAM>(&copy));
     }
 
     bool Broadcast(std::uint32_t message, std::uintptr_t wParam, std::intptr_t lParam) override {

@@ -4,10 +4,14 @@ time (an operator turned, a constant moved by one, a call left out), the native 
 and run against each. A copy of the tracked tree is mutated, never the work tree.
 
 usage: scripts/mutants.py [--budget N] [--seed S] [--recheck | --again] [--report-only]
+                          [--files PATH...] [--fuzz TARGET [--fuzz-seconds S]]
 Results go to build/mutants/results.json; a second run with the same seed resumes,
 --recheck runs every mutant that survived before against the tree as it is now, and --again
 every mutant that ran before (after a change to the tests: does the suite still catch what
-it caught?)."""
+it caught?). --files mutates only those files, every mutant of them up to the budget.
+--fuzz makes a fuzz target a judge beside the suites: each mutant is built into it as
+scripts/fuzz.sh builds it (clang, libFuzzer, AddressSanitizer and UBSan), which replays the
+committed corpus and, if that passes, fuzzes from it for S seconds (60 by default)."""
 import argparse
 import collections
 import glob
@@ -124,11 +128,13 @@ def failing_tests(suites=SUITES):
     return failed
 
 
-def choose(budget, seed):
-    """Up to `budget` mutants, spread evenly over the product's files."""
+def choose(budget, seed, files=None):
+    """Up to `budget` mutants, spread evenly over the product's files (or over `files`)."""
     by_file = {}
     for folder in FOLDERS:
         for path in sorted(glob.glob(os.path.join(SRC, folder, "**", "*.cpp"), recursive=True)):
+            if files and os.path.relpath(path, SRC) not in files:
+                continue
             if "/testing/" not in path and not path.endswith("_win.cpp"):
                 by_file[path] = list(candidates(path))
     generator = random.Random(seed)
@@ -157,12 +163,14 @@ def earlier(results, statuses):
     return chosen
 
 
-def run(budget, seed, rerun):
+def run(budget, seed, rerun, files=None, fuzz=None):
     prepare()
     if not build() or failing_tests():
         sys.exit("the tree without mutations does not build or does not pass")
+    if fuzz and fuzz_judge(fuzz["target"], 0) != {"killed": False}:
+        sys.exit("the fuzz target does not build or fails on its corpus without mutations")
     results = json.load(open(RESULTS)) if os.path.exists(RESULTS) else []
-    chosen = earlier(results, rerun) if rerun else choose(budget, seed)
+    chosen = earlier(results, rerun) if rerun else choose(budget, seed, files)
     # A mutant run again replaces its earlier entry when its run is done.
     done = set() if rerun else {(r["file"], r["line"], r["after"]) for r in results}
     started = time.time()
@@ -181,6 +189,8 @@ def run(budget, seed, rerun):
             if build():
                 after = program_times()
                 killed = failing_tests([suite for suite in SUITES if after[suite] != before[suite]])
+            judged = fuzz_judge(fuzz["target"], fuzz["seconds"]) if fuzz and killed is not None \
+                else None
         finally:
             open(path, "w", encoding="utf-8").write(original)
         status = "invalid" if killed is None else "killed" if killed else "survived"
@@ -188,10 +198,69 @@ def run(budget, seed, rerun):
                    if (r["file"], r["line"], r["after"]) != (name, number + 1, mutated.strip())]
         results.append({"file": name, "line": number + 1, "before": line.strip(),
                         "after": mutated.strip(), "status": status, "killedBy": killed or []})
+        if judged is not None:
+            results[-1]["fuzz"] = judged
         json.dump(results, open(RESULTS, "w"), indent=0)
         print(f"[{index + 1}/{len(chosen)}, {time.time() - started:.0f} s] {status:8s} "
               f"{name}:{number + 1}", flush=True)
     build()
+
+
+FUZZ_BUILD = os.path.join(WORK, "fuzz")
+
+
+def fuzz_judge(target, seconds):
+    """Whether the fuzz target, built with the mutant, fails on the committed corpus or, with
+    `seconds`, while fuzzing from it; None when the mutant does not build into it."""
+    if not os.path.exists(os.path.join(FUZZ_BUILD, "build.ninja")):
+        subprocess.run(["cmake", "-S", SRC, "-B", FUZZ_BUILD, "-G", "Ninja",
+                        "-DCMAKE_BUILD_TYPE=RelWithDebInfo", "-DCMAKE_CXX_COMPILER=clang++-14",
+                        "-DCMAKE_C_COMPILER=clang-14", "-DLUMO_SANITIZE=ON", "-DLUMO_FUZZ=ON"],
+                       check=True, capture_output=True)
+    if subprocess.run(["ninja", "-C", FUZZ_BUILD, "fuzz_" + target],
+                      capture_output=True).returncode != 0:
+        return None
+    program = os.path.join(FUZZ_BUILD, "bin", "fuzz_" + target)
+    corpus = os.path.join(SRC, "tests", "fuzz", "corpus", target)
+    scratch = os.path.join(FUZZ_BUILD, "scratch")
+    shutil.rmtree(scratch, ignore_errors=True)
+    os.makedirs(scratch)
+    started = time.time()
+    for stage, arguments in (("corpus", ["-runs=0", corpus]),
+                             ("fuzzing", [f"-max_total_time={seconds}", "-max_len=4096",
+                                          scratch, corpus])):
+        if stage == "fuzzing" and seconds == 0:
+            break
+        try:
+            failed = subprocess.run([program, "-timeout=10", "-rss_limit_mb=4096"] + arguments,
+                                    capture_output=True, cwd=scratch,
+                                    timeout=seconds + 600).returncode != 0
+        except subprocess.TimeoutExpired:
+            failed = True
+        if failed:
+            return {"killed": True, "by": stage, "seconds": round(time.time() - started)}
+    return {"killed": False}
+
+
+def fuzz_report(target, files):
+    """How many valid mutants of `files` the suites and the fuzz target each kill."""
+    results = [r for r in json.load(open(RESULTS)) if "fuzz" in r and r["status"] != "invalid"
+               and (not files or r["file"] in files)]
+    print(f"\n{target} beside the suites, {len(results)} valid mutants:")
+    print("  file                                             suites  fuzz target  either")
+    for name in sorted({r["file"] for r in results}) + ["all"]:
+        mine = [r for r in results if name in ("all", r["file"])]
+        suites = sum(r["status"] == "killed" for r in mine)
+        fuzzed = sum(r["fuzz"]["killed"] for r in mine)
+        either = sum(r["status"] == "killed" or r["fuzz"]["killed"] for r in mine)
+        print(f"  {name:48s} {suites:3d}/{len(mine):<3d} {fuzzed:5d} ({100.0 * fuzzed / len(mine):5.1f} %)"
+              f" {either:5d}")
+    print("  by fuzzing rather than the corpus: " +
+          ", ".join(f"{r['file']}:{r['line']} ({r['fuzz']['seconds']} s)" for r in results
+                    if r["fuzz"].get("by") == "fuzzing") or "  none")
+    for r in results:
+        if not r["fuzz"]["killed"]:
+            print(f"  not caught by {target}: {r['file']}:{r['line']}  {r['before']}  ->  {r['after']}")
 
 
 def test_files():
@@ -245,11 +314,17 @@ def main():
     parser.add_argument("--recheck", action="store_true")
     parser.add_argument("--again", action="store_true")
     parser.add_argument("--report-only", action="store_true")
+    parser.add_argument("--files", nargs="+")
+    parser.add_argument("--fuzz")
+    parser.add_argument("--fuzz-seconds", type=int, default=60)
     args = parser.parse_args()
+    fuzz = {"target": args.fuzz, "seconds": args.fuzz_seconds} if args.fuzz else None
     if not args.report_only:
         rerun = {"survived", "killed"} if args.again else {"survived"} if args.recheck else None
-        run(args.budget, args.seed, rerun)
+        run(args.budget, args.seed, rerun, args.files, fuzz)
     report()
+    if fuzz:
+        fuzz_report(args.fuzz, args.files)
 
 
 if __name__ == "__main__":

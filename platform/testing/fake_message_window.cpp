@@ -92,14 +92,13 @@ std::intptr_t FakeMessageWindow::SendCopyData(WindowHandle target, const CopyDat
     }
     const auto* bytes = static_cast<const std::uint8_t*>(block.lpData);
     found->received.emplace_back(bytes, bytes + block.cbData);
-    const std::intptr_t answer = found->peerAnswer;
     // Copies: the handler may send to this peer again, replace itself or add windows.
     const PeerHandler handler = found->peerHandler;
     if (handler) {
         const std::vector<std::uint8_t> received = found->received.back();
         handler(received);
     }
-    return answer;
+    return m_windows.at(target).peerAnswer;
 }
 
 bool FakeMessageWindow::Broadcast(std::uint32_t message, std::uintptr_t wParam,

@@ -16,7 +16,7 @@
 
 namespace Orvane::Platform {
 
-class FakeMessageWindow final : public MessageWindowService {
+class FakeMessageWindow : public MessageWindowService {
   public:
     using PeerHandler = std::function<void(const std::vector<std::uint8_t>& block)>;
 
@@ -38,7 +38,7 @@ class FakeMessageWindow final : public MessageWindowService {
 
     // A window of another process. Every block sent to it is kept; `handler`, if set,
     // runs inside the send (so it may answer re-entrantly), and the send returns its
-    // answer, 1 until set otherwise.
+    // answer as it stands when the handler is done, 1 until set otherwise.
     WindowHandle AddPeer();
     void SetPeerAnswer(WindowHandle peer, std::intptr_t answer) {
         m_windows.at(peer).peerAnswer = answer;

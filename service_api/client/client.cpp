@@ -6,6 +6,7 @@
 #include "service_api/client/record_forwarding.h"
 #include "service_api/core/core.h"
 
+#include <new>
 #include <utility>
 
 namespace Quorvel::Lumo::Api {
@@ -136,11 +137,19 @@ void Client::Detach() {
 
 XeLUMOResult Client::Start(std::uint32_t startArg, const std::uint64_t* optionalValue,
                            std::uint32_t startValue, bool startFlag) {
-    m_core->ClearMessageHandlers();
-    m_display->RegisterMessageHandlers();
-    m_dcScript->RegisterMessageHandlers();
-    m_wrtl->RegisterMessageHandlers();
-    RegisterMessageHandlers();
+    // A running session keeps its handlers, also when memory is short.
+    if (m_core->IsStarted()) {
+        return LUMO_ALREADY_STARTED;
+    }
+    try {
+        m_core->ClearMessageHandlers();
+        m_display->RegisterMessageHandlers();
+        m_dcScript->RegisterMessageHandlers();
+        m_wrtl->RegisterMessageHandlers();
+        RegisterMessageHandlers();
+    } catch (const std::bad_alloc&) {
+        return LUMO_SERVICE_INTERNAL_ERROR;
+    }
     return m_core->Start(startArg, TransportOptions(startFlag, startValue, optionalValue));
 }
 

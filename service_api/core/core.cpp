@@ -54,11 +54,8 @@ void Core::SetEventHandler(LumoCoreEvent event, LumoEventHandler handler) {
 
 XeLUMOResult Core::Send(std::uint32_t messageCode, const void* payload, std::uint32_t payloadSize,
                         std::uint32_t argument1, std::uint32_t argument2) {
-    if (!m_registered) {
+    if (!IsRegistered()) {
         return LUMO_NOT_REGISTERED;
-    }
-    if (m_window == nullptr) {
-        return LUMO_NOT_INITIALIZED;
     }
     return m_window->Send(messageCode, payload, payloadSize, argument1, argument2);
 }
@@ -92,8 +89,6 @@ XeLUMOResult Core::Stop() {
     if (*alive) {
         m_stopping = nested;
         m_window.reset();
-        m_serverAvailable = false;
-        m_registered = false;
     }
     if (failed) {
         std::rethrow_exception(failed);
@@ -103,21 +98,14 @@ XeLUMOResult Core::Stop() {
 
 XeLUMOResult Core::Register() {
     // A registration made while the core stops would outlive the window it was made for.
-    if (m_stopping) {
-        return LUMO_NOT_INITIALIZED;
-    }
-    m_registered = false;
-    if (m_window == nullptr) {
+    if (m_stopping || m_window == nullptr) {
         return LUMO_NOT_INITIALIZED;
     }
     return m_window->Register();
 }
 
 XeLUMOResult Core::Unregister() {
-    if (!m_registered && (m_window == nullptr || !m_window->IsRegistering())) {
-        return LUMO_SUCCESS;
-    }
-    return m_window->Unregister();
+    return m_window != nullptr ? m_window->Unregister() : LUMO_SUCCESS;
 }
 
 void Core::ServerAvailable(Orvane::Platform::WindowHandle serverWindow) {
@@ -174,28 +162,19 @@ void Core::Fire(LumoCoreEvent event) {
 }
 
 void Core::OnServerAvailable() {
-    m_serverAvailable = true;
     Fire(LumoCoreEvent::ServerAvailable);
 }
 
 void Core::OnRegistered() {
-    m_registered = true;
     m_registrationTime = CurrentLocalTime();
-    if (!m_window->IsQuiet()) {
-        Fire(LumoCoreEvent::Registered);
-    }
+    Fire(LumoCoreEvent::Registered);
 }
 
 void Core::OnUnregistered() {
-    m_registered = false;
-    if (!m_window->IsQuiet()) {
-        Fire(LumoCoreEvent::Unregistered);
-    }
+    Fire(LumoCoreEvent::Unregistered);
 }
 
 void Core::OnServerDown() {
-    m_serverAvailable = false;
-    m_registered = false;
     Fire(LumoCoreEvent::ServerDown);
 }
 

@@ -41,17 +41,20 @@ class Core final : public ICore, public Listener {
     // Stop for a destructor: what a handler throws meanwhile is kept for this thread
     // (platform/kept_exception.h), whose next wait for messages throws it.
     void StopKeepingExceptions() noexcept;
-    // Clears the registered flag before asking the window, which answers 0 without a word
-    // when it is registered already: a second Register leaves the core unregistered while
-    // the service still counts the client, until the server is lost. 10 when not started,
-    // and while the core stops.
+    // The window answers 0 without a word when it is registered already: a second Register
+    // leaves the core unregistered while the service still counts the client, until the
+    // server is lost. 10 when not started, and while the core stops.
     XeLUMOResult Register() override;
     XeLUMOResult Unregister() override;
     // Hands the window a service window learnt without the broadcast; ignored before Start.
     void ServerAvailable(Orvane::Platform::WindowHandle serverWindow);
     bool IsStarted() const override { return m_window != nullptr; }
-    bool IsRegistered() const override { return m_registered; }
-    bool IsServerAvailable() const override { return m_serverAvailable; }
+    // The window's registration takes requests (docs/protocol.md: registered, and inside
+    // the unregistration's send).
+    bool IsRegistered() const override { return m_window != nullptr && m_window->TakesRequests(); }
+    bool IsServerAvailable() const override {
+        return m_window != nullptr && m_window->IsServerAvailable();
+    }
 
     // From the message window. A handler's exception leaves through OnMessage, after the
     // received copy was freed; an empty handler raises std::bad_function_call.
@@ -74,8 +77,6 @@ class Core final : public ICore, public Listener {
     SharedHandler HandlerFor(const sLUMOChunk& header) const;
     void Fire(LumoCoreEvent event);
 
-    bool m_serverAvailable = false;
-    bool m_registered = false;
     Orvane::Platform::LocalTime m_registrationTime{};
     Orvane::Platform::LocalTime m_lastMessageTime{};
     std::uint32_t m_messageCount = 0;

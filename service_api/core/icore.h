@@ -37,7 +37,7 @@ class ICore {
     // Removes every message handler; event handlers and the default handler stay.
     virtual void ClearMessageHandlers() = 0;
     virtual void SetEventHandler(LumoCoreEvent event, LumoEventHandler handler) = 0;
-    // 2 when not registered, 10 when not started, else the transport's result.
+    // 2 when not registered (so also when not started), else the transport's result.
     virtual XeLUMOResult Send(std::uint32_t messageCode, const void* payload,
                               std::uint32_t payloadSize, std::uint32_t argument1,
                               std::uint32_t argument2) = 0;

@@ -1,15 +1,23 @@
 #include "service_api/core/windows_messaging_window.h"
 
 #include "lumo/api/chunk.h"
+#include "platform/kept_exception.h"
 #include "platform/service.h"
 #include "service_api/core/outgoing_message.h"
 #include "service_api/core/registration.h"
 
+#include <array>
 #include <cstring>
 #include <memory>
 #include <utility>
 
 namespace Quorvel::Lumo::Api {
+namespace {
+
+// A registration, with its header, fits: what is framed in place needs no memory.
+constexpr std::size_t kFramedInPlace = sizeof(LumoMessageHeader) + kRegistrationRequestSize;
+
+}  // namespace
 
 using Orvane::Platform::CopyDataBlock;
 using Orvane::Platform::CurrentLocalTime;
@@ -102,10 +110,7 @@ bool WindowsMessagingWindow::OnCopyData(const CopyDataBlock& block) {
 
 void WindowsMessagingWindow::ForgetServer() {
     m_serverAvailable = false;
-    m_registered = false;
-    m_registering = false;
-    m_withdrawWhenRegistered = false;
-    ++m_serverEpoch;
+    m_registration = Registration::None;
     m_serverWindow = 0;
     m_registrationTime = {};
 }
@@ -124,122 +129,161 @@ XeLUMOResult WindowsMessagingWindow::Register() {
     if (!m_serverAvailable) {
         return LUMO_NOT_INITIALIZED;
     }
-    if (std::exchange(m_withdrawWhenRegistered, false)) {
-        m_autoRegister = m_savedAutoRegister;
-    }
-    if (m_registered || m_registering) {
-        return LUMO_SUCCESS;
-    }
     m_autoRegister = m_savedAutoRegister;
+    switch (m_registration) {
+        case Registration::Registered:
+        case Registration::RegisteredTwice:
+            m_registration = Registration::RegisteredTwice;
+            return LUMO_SUCCESS;
+        case Registration::Registering:
+        case Registration::RegisteringToWithdraw:
+            // The registration under way counts, and takes back an Unregister asked
+            // inside its send.
+            m_registration = Registration::Registering;
+            return LUMO_SUCCESS;
+        case Registration::None:
+        case Registration::Unregistering:
+            break;
+    }
+    return SendRegistration();
+}
+
+XeLUMOResult WindowsMessagingWindow::SendRegistration() {
+    const Registration before = m_registration;
     const auto request = BuildRegistrationRequest(CurrentLocalTime(), m_clientKey, m_clientType);
     const std::uint32_t code =
         m_alternateRegistration != 0 ? MessageCode::kRegisterAlternate : MessageCode::kRegister;
-    const std::uint32_t server = m_serverEpoch;
     const Lifetime::Witness alive = m_lifetime.Watch();
-    m_registering = true;
-    XeLUMOResult sent;
+    m_registration = Registration::Registering;
+    XeLUMOResult sent = LUMO_SUCCESS;
     try {
-        sent = Send(code, request.data(), kRegistrationRequestSize, 0, 0);
+        sent = Transmit(code, request.data(), kRegistrationRequestSize, 0, 0);
+        Orvane::Platform::ThrowKeptException();
     } catch (...) {
-        // A handler failed on what the service answered, or another window of this thread
-        // failed meanwhile: the service took the request all the same. An Unregister asked
+        // Framed without memory, the request was delivered: a handler failed on what the
+        // service answered, or another window of this thread failed meanwhile. What the
+        // service answered stands (unknown, it took the request); an Unregister asked
         // inside the send is not carried out under the exception.
-        if (*alive && m_registering) {
-            m_registering = m_withdrawWhenRegistered = false;
-            m_registered = true;
-            m_registrationTime = CurrentLocalTime();
-            TellQuietly(&Listener::OnRegistered);
+        if (*alive && IsRegistering() && sent == LUMO_SUCCESS) {
+            m_autoRegister = m_savedAutoRegister;
+            Count();
+        } else if (*alive && IsRegistering()) {
+            m_registration = before;
         }
         throw;
     }
-    if (!*alive) {
-        return LUMO_SERVER_NOT_AVAILABLE;
-    }
-    m_registering = false;
-    // The service may go while it takes the registration (its shutdown message arrives
-    // inside the send): a registration with a server that is gone does not count, so that
-    // the next server is registered with.
-    if (m_serverEpoch != server) {
+    // The window may close while the service takes the registration, and the service may
+    // go (its shutdown message arrives inside the send, perhaps with another service behind
+    // it): a registration with a server that is gone does not count.
+    if (!*alive || !IsRegistering()) {
         return LUMO_SERVER_NOT_AVAILABLE;
     }
     if (sent != LUMO_SUCCESS) {
-        m_withdrawWhenRegistered = false;
+        m_registration = before;
         return sent;
     }
-    m_registered = true;
-    m_registrationTime = CurrentLocalTime();
-    if (std::exchange(m_withdrawWhenRegistered, false)) {
+    const bool withdraw = m_registration == Registration::RegisteringToWithdraw;
+    Count();
+    if (withdraw) {
         // The application's last word was to unregister: it hears only that.
-        return Withdraw();
+        return Withdraw(true);
     }
     m_listener.OnRegistered();
     return LUMO_SUCCESS;
 }
 
-XeLUMOResult WindowsMessagingWindow::Unregister() {
-    if (!m_registered && !m_registering) {
-        return LUMO_SUCCESS;
-    }
-    if (!m_withdrawWhenRegistered) {
-        m_savedAutoRegister = m_autoRegister;
-        m_autoRegister = false;
-    }
-    m_withdrawWhenRegistered = m_registering;
-    return m_registering ? LUMO_SUCCESS : Withdraw();
+void WindowsMessagingWindow::Count() {
+    m_registration = Registration::Registered;
+    m_registrationTime = CurrentLocalTime();
 }
 
-XeLUMOResult WindowsMessagingWindow::Withdraw() {
-    m_registered = false;
+XeLUMOResult WindowsMessagingWindow::Unregister() {
+    if (m_registration == Registration::Registered) {
+        TurnAutoRegistrationOff();
+        return Withdraw(true);
+    }
+    if (m_registration == Registration::Registering) {
+        TurnAutoRegistrationOff();
+        m_registration = Registration::RegisteringToWithdraw;
+    }
+    return LUMO_SUCCESS;
+}
+
+void WindowsMessagingWindow::TurnAutoRegistrationOff() {
+    m_savedAutoRegister = m_autoRegister;
+    m_autoRegister = false;
+}
+
+XeLUMOResult WindowsMessagingWindow::Withdraw(bool heard) {
+    m_registration = Registration::Unregistering;
     const Lifetime::Witness alive = m_lifetime.Watch();
+    // Whatever else happens to the registration during the send (registered anew, the
+    // server lost, the window closed) is what the listener has heard instead.
+    const auto done = [&] {
+        const bool mine = *alive && m_registration == Registration::Unregistering;
+        if (mine) {
+            m_registration = Registration::None;
+        }
+        return mine;
+    };
     try {
         Send(MessageCode::kUnregister, nullptr, 0, 0, 0);
     } catch (...) {
-        // The service has the unregistration: the listener learns it before the failure goes on.
-        if (*alive && !m_registered) {
-            TellQuietly(&Listener::OnUnregistered);
-        }
+        // The service has the unregistration; what was still to be heard is not.
+        done();
         throw;
     }
-    if (*alive && !m_registered) {
+    if (done() && heard) {
         m_listener.OnUnregistered();
     }
     return LUMO_SUCCESS;
 }
 
 void WindowsMessagingWindow::WithdrawBeforeClosing() {
-    if (!m_registering) {
+    if (!IsRegistering()) {
         return;
     }
-    m_registering = m_withdrawWhenRegistered = m_autoRegister = false;
-    Send(MessageCode::kUnregister, nullptr, 0, 0, 0);
-}
-
-void WindowsMessagingWindow::TellQuietly(void (Listener::*call)()) {
-    m_quiet = true;
-    (m_listener.*call)();
-    m_quiet = false;
+    Count();
+    Withdraw(false);
 }
 
 XeLUMOResult WindowsMessagingWindow::Send(std::uint32_t messageCode, const void* payload,
                                           std::uint32_t payloadSize, std::uint32_t argument1,
                                           std::uint32_t argument2) {
+    const XeLUMOResult sent = Transmit(messageCode, payload, payloadSize, argument1, argument2);
+    Orvane::Platform::ThrowKeptException();
+    return sent;
+}
+
+XeLUMOResult WindowsMessagingWindow::Transmit(std::uint32_t messageCode, const void* payload,
+                                              std::uint32_t payloadSize, std::uint32_t argument1,
+                                              std::uint32_t argument2) {
     if (m_serverWindow == 0) {
         return LUMO_INVALID_HANDLE;
     }
     if (payloadSize > kLargestPayload) {
         return LUMO_BAD_PARAMETER;
     }
-    // The outermost send frames its block in a buffer the window keeps, so that a large
-    // request costs no fresh memory each time; a send from inside that one's delivery (a
-    // handler of what the service answered) frames into a buffer of its own.
-    std::vector<std::uint8_t> nested;
-    std::vector<std::uint8_t>& message = m_sendBufferInUse ? nested : m_sendBuffer;
-    // The service answers to the low half of our handle: window handles fit in 32 bits.
-    BuildOutgoingMessage(message, messageCode, payload, payloadSize, argument1, argument2,
-                         static_cast<std::uint32_t>(m_window));
-    if (&message == &nested) {
-        return Deliver(m_serverWindow, message.data(), static_cast<std::uint32_t>(message.size()));
+    const std::uint32_t size = sizeof(LumoMessageHeader) + payloadSize;
+    const auto deliver = [&](std::uint8_t* block) {
+        // The service answers to the low half of our handle: window handles fit in 32 bits.
+        BuildOutgoingMessage(block, messageCode, payload, payloadSize, argument1, argument2,
+                             static_cast<std::uint32_t>(m_window));
+        return Deliver(m_serverWindow, block, size);
+    };
+    // A registration, an unregistration and most requests are framed on the stack: they
+    // never fail for want of memory, so that a session can always end its registration.
+    std::array<std::uint8_t, kFramedInPlace> inPlace;
+    if (size <= inPlace.size()) {
+        return deliver(inPlace.data());
     }
+    // A larger block goes into a buffer the window keeps, so that a large request costs no
+    // fresh memory each time; a send from inside that one's delivery (a handler of what the
+    // service answered) frames into a buffer of its own.
+    if (m_sendBufferInUse) {
+        return deliver(std::make_unique_for_overwrite<std::uint8_t[]>(size).get());
+    }
+    m_sendBuffer.resize(size);
     // Given back also when what the delivery let in threw, and not once it ended the session.
     struct InUse {
         WindowsMessagingWindow& window;
@@ -251,7 +295,7 @@ XeLUMOResult WindowsMessagingWindow::Send(std::uint32_t messageCode, const void*
         }
     } const inUse{*this, m_lifetime.Watch()};
     m_sendBufferInUse = true;
-    return Deliver(m_serverWindow, message.data(), static_cast<std::uint32_t>(message.size()));
+    return deliver(m_sendBuffer.data());
 }
 
 XeLUMOResult WindowsMessagingWindow::SendRaw(WindowHandle target, const void* first,
@@ -274,7 +318,9 @@ XeLUMOResult WindowsMessagingWindow::SendRaw(WindowHandle target, const void* fi
             std::memcpy(block.get() + firstSize + secondSize, third, thirdSize);
         }
     }
-    return Deliver(target, block.get(), static_cast<std::uint32_t>(total));
+    const XeLUMOResult sent = Deliver(target, block.get(), static_cast<std::uint32_t>(total));
+    Orvane::Platform::ThrowKeptException();
+    return sent;
 }
 
 XeLUMOResult WindowsMessagingWindow::Deliver(WindowHandle target, const void* data,

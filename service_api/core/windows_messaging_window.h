@@ -3,9 +3,11 @@
 // and unregisters the client, sends framed messages, and hands every received block and
 // every change of the connection to its listener.
 //
-// State: no server -> (broadcast) server available -> (Register) registered; Unregister
-// goes back to server available; losing the server (window gone, or the service's
-// shutdown message) goes back to no server from either.
+// Server: none -> (broadcast) available -> (window gone, or the service's shutdown message)
+// none. The registration is one state machine, Registration below, whose transitions are
+// the rows of the table "What each call does where it is made" in docs/protocol.md: the
+// service may call back in while it takes a registration or an unregistration, and what a
+// call does then depends on which of the two is under way.
 #pragma once
 
 #include "lumo/api/result_codes.h"
@@ -26,6 +28,20 @@ class WindowsMessagingWindow final : private Orvane::Platform::MessageWindowEven
   public:
     using WindowHandle = Orvane::Platform::WindowHandle;
 
+    enum class Registration : std::uint8_t {
+        None,
+        // The registration's send is under way.
+        Registering,
+        // The same, and an Unregister was asked inside it: the 2001 follows once it is done.
+        RegisteringToWithdraw,
+        Registered,
+        // A Register on a registered window: it sends nothing and takes no requests, and
+        // Unregister sends nothing, until the server is lost; the service keeps the client.
+        RegisteredTwice,
+        // The 2001's send is under way: requests still go.
+        Unregistering,
+    };
+
     static constexpr std::uintptr_t kLivenessTimerId = 1280;
     static constexpr std::uint32_t kLivenessPeriodMs = 500;
     static constexpr int kMessageFilterAttempts = 6;
@@ -40,23 +56,27 @@ class WindowsMessagingWindow final : private Orvane::Platform::MessageWindowEven
     WindowsMessagingWindow(const WindowsMessagingWindow&) = delete;
     WindowsMessagingWindow& operator=(const WindowsMessagingWindow&) = delete;
 
-    // 10 without a server; 0 without sending when already registered or registering (from
-    // inside the registration's send it takes back an Unregister asked there); 24 when the
-    // server was lost while it took the request; else the result of sending it. When what
-    // the send let in threw, the service has the registration all the same: the window
-    // counts it, the listener is told quietly, and the exception goes on.
+    // 10 without a server; 0 without sending while registered (then registered twice) or
+    // registering (from inside the registration's send it takes back an Unregister asked
+    // there); 24 when the window closed or the server was lost while it took the request;
+    // else the result of sending it. When what the send let in threw, the window counts the
+    // registration as the service answered (taken, when the exception left the answer
+    // unknown), the listener is not told, and the exception goes on. A registration is
+    // framed without memory.
     XeLUMOResult Register();
     // Always 0; sends 2001 only when registered, and turns auto-registration off until the
-    // next Register, so that a restarted service is not joined behind the user's back. The
-    // state changes before the send: a nested Unregister finds nothing to do, and a
-    // Register from inside the send registers anew (the listener then hears only that).
-    // From inside the registration's send, the 2001 follows once the registration is done.
+    // next Register, so that a restarted service is not joined behind the user's back. From
+    // inside the registration's send, the 2001 follows once the registration is done. The
+    // listener hears Unregistered only when nothing else changed the registration during
+    // the 2001's send (a Register inside it registered anew, the server was lost).
     XeLUMOResult Unregister();
     // For a window about to be destroyed while its registration's send is under way: the
-    // registration is withdrawn at once, from inside that send.
+    // registration counts and is withdrawn at once, from inside that send, unheard.
     void WithdrawBeforeClosing();
     // 4 without a server window, 5 for a payload above kLargestPayload (nothing is sent), 3
-    // when it did not take the message, else 0.
+    // when it did not take the message, else 0. A block of a registration's size or less is
+    // framed without memory; a larger one may throw std::bad_alloc before anything is sent.
+    // What this thread's windows threw during the send is thrown once it is done.
     XeLUMOResult Send(std::uint32_t messageCode, const void* payload, std::uint32_t payloadSize,
                       std::uint32_t argument1, std::uint32_t argument2);
     // Sends the three parts back to back, without a header. 4 without a target, 5 without a
@@ -77,11 +97,12 @@ class WindowsMessagingWindow final : private Orvane::Platform::MessageWindowEven
 
     WindowHandle Handle() const { return m_window; }
     bool IsServerAvailable() const { return m_serverAvailable; }
-    bool IsRegistered() const { return m_registered; }
-    bool IsRegistering() const { return m_registering; }
-    // A handler threw inside one of this window's sends: what the listener is told until
-    // the exception has left is the state, and no handler should run for it.
-    bool IsQuiet() const { return m_quiet; }
+    Registration State() const { return m_registration; }
+    // Registered, also while the 2001's send is under way.
+    bool TakesRequests() const {
+        return m_registration == Registration::Registered ||
+               m_registration == Registration::Unregistering;
+    }
     bool IsMessageFilterSet() const { return m_messageFilterSet; }
     WindowHandle ServerWindow() const { return m_serverWindow; }
     // When the last registration was sent; zero after the server was lost.
@@ -93,10 +114,20 @@ class WindowsMessagingWindow final : private Orvane::Platform::MessageWindowEven
     bool OnCopyData(const Orvane::Platform::CopyDataBlock& block) override;
     bool OnTimer(std::uintptr_t timerId) override;
 
+    bool IsRegistering() const {
+        return m_registration == Registration::Registering ||
+               m_registration == Registration::RegisteringToWithdraw;
+    }
     void ForgetServer();
     void ServerLost();
-    XeLUMOResult Withdraw();
-    void TellQuietly(void (Listener::*call)());
+    XeLUMOResult SendRegistration();
+    // Send, leaving what the thread's windows threw meanwhile kept.
+    XeLUMOResult Transmit(std::uint32_t messageCode, const void* payload, std::uint32_t payloadSize,
+                          std::uint32_t argument1, std::uint32_t argument2);
+    void Count();
+    void TurnAutoRegistrationOff();
+    // Sends 2001; `heard`: the listener learns it once it is done.
+    XeLUMOResult Withdraw(bool heard);
     XeLUMOResult Deliver(WindowHandle target, const void* data, std::uint32_t size);
 
     Orvane::Platform::MessageWindowService& m_windows;
@@ -104,16 +135,7 @@ class WindowsMessagingWindow final : private Orvane::Platform::MessageWindowEven
     std::uint32_t m_serverAvailableMessage = 0;
     bool m_messageFilterSet = false;
     Listener& m_listener;
-    bool m_registered = false;
-    // A registration's send is under way: the service may answer, and so call back in,
-    // while it takes the request.
-    bool m_registering = false;
-    // An Unregister from inside the registration's send, carried out once it is done.
-    bool m_withdrawWhenRegistered = false;
-    bool m_quiet = false;
-    // Counts the servers forgotten, so that a send can tell whether its server was lost
-    // (and perhaps another one found) while it ran.
-    std::uint32_t m_serverEpoch = 0;
+    Registration m_registration = Registration::None;
     WindowHandle m_serverWindow = 0;
     Orvane::Platform::LocalTime m_registrationTime{};
     std::uint32_t m_clientType;

@@ -1,279 +1,1017 @@
-// Sessions whose callbacks call back in, judged by a model of the session's table of
-// outcomes (docs/protocol.md). A simulated service answers inside every request with
-// messages the input picks, or fails as another window of this thread may fail during the
-// send; the session's callbacks start, register, unregister, stop, destroy the session,
-// throw or send, as the input says. The first byte picks a bare core or a whole client.
-// Whenever control is back with the application the model compares the session, what it
-// heard and what the service holds; the service refuses a registration while one stands
-// and an unregistration without one.
-#include <cstddef>
+// Sessions whose callbacks call back in, judged by a model of the table "What each call does
+// where it is made" (docs/protocol.md): a small reference implementation of its rows.
+//
+// An input is played twice on a fresh fake desktop, by the library and then by the model. A
+// simulated service answers inside every block, refuses some, fails as another window of the
+// thread, says goodbye, vanishes and comes back; up to three sessions (bare cores or clients)
+// start, stop, register, unregister, send, throw or end from inside any callback; memory runs
+// out while a call frames its block; console handlers come and go while events are raised.
+// Each play writes what it does and hears as lines (every call and its outcome, every block
+// the service takes, every event and message with the session's state then, where every
+// exception arrives, every session's state whenever control is back with the application):
+// the model's lines must be the library's, in order. The model is held to the table's own
+// rules too: the session and the service agree, every exception arrives once.
+// LUMO_TRACE=1 in the environment prints the library's lines.
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <functional>
-#include <iterator>
+#include <cstring>
+#include <deque>
 #include <memory>
+#include <new>
 #include <set>
-#include <utility>
+#include <sstream>
+#include <string>
 #include <vector>
 
 #include "lumo/api/client.h"
+#include "platform/console_handler_list.h"
 #include "platform/kept_exception.h"
 #include "platform/service.h"
 #include "service_api/core/core.h"
+#include "service_api/core/outgoing_message.h"
 #include "tests/service_api_connection/service_peer.h"
 
 using namespace Quorvel::Lumo::Api;
 using namespace Quorvel::Lumo::Api::testing;
+using Orvane::Platform::CopyDataBlock;
+using Orvane::Platform::MessageWindowEvents;
+
+// Memory runs out: while `starving` every allocation fails, and one of a gigabyte or more
+// always does. A call starves from its start until its block reaches the system.
+namespace {
+bool starving = false;
+void* Allocate(std::size_t size, bool nothrow = false) {
+    void* memory = starving || size >= (std::size_t{1} << 30) ? nullptr : std::malloc(size);
+    return memory != nullptr || nothrow ? memory : throw std::bad_alloc();
+}
+}  // namespace
+void* operator new(std::size_t size) {
+    return Allocate(size);
+}
+void* operator new[](std::size_t size) {
+    return Allocate(size);
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return Allocate(size, true);
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
 
 namespace {
 
-// The line names the rule that failed.
-void Check(bool holds, int line = __builtin_LINE()) {
-    if (!holds) {
-        std::fprintf(stderr, "model: rule at line %d fails\n", line);
-        std::abort();
-    }
+template <class... Parts>
+std::string Words(const Parts&... parts) {
+    std::ostringstream line;
+    ((line << parts << ' '), ...);
+    return line.str().substr(0, line.str().size() - 1);
 }
 
 // The input, a byte at a time; zeros once it is used up.
 struct Script {
-    const std::uint8_t* at;
-    const std::uint8_t* end;
+    const std::uint8_t *at, *end;
     std::uint8_t Next() { return at < end ? *at++ : 0; }
-    bool Done() const { return at >= end; }
 };
 
-// Every exception a handler or the service throws is numbered, and must reach the
-// application exactly once: from the call it was under, or kept for the thread's next wait.
-struct Thrown {
-    std::size_t id;
-};
-std::vector<int> delivered;  // per exception of the input
+// The lines of a play; the model's are held to the library's as they come.
+struct Trace {
+    std::vector<std::string> lines;
+    const std::vector<std::string>* library = nullptr;
+    void operator()(std::string line) {
+        const std::size_t at = lines.size();
+        lines.push_back(std::move(line));
+        if (library != nullptr && (at >= library->size() || (*library)[at] != lines[at])) {
+            Fail("the model parts from the library", at);
+        }
+    }
+    // Where the table leaves memory to chance, the model takes the library's draw.
+    bool Next(const std::string& line) const {
+        return lines.size() < library->size() && (*library)[lines.size()] == line;
+    }
+    [[noreturn]] void Fail(const std::string& why, std::size_t at) const {
+        for (std::size_t i = at > 20 ? at - 20 : 0; i < at; ++i) {
+            std::fprintf(stderr, "  %s\n", lines[i].c_str());
+        }
+        const bool more = library != nullptr && at < library->size();
+        std::fprintf(stderr, "library: %s\nmodel:   %s\n%s\n", more ? (*library)[at].c_str() : "",
+                     at < lines.size() ? lines[at].c_str() : "", why.c_str());
+        std::abort();
+    }
+} trace;
 
-[[noreturn]] void Throw() {
-    delivered.push_back(0);
-    throw Thrown{delivered.size() - 1};
+void Check(bool holds, int line = __builtin_LINE()) {
+    if (!holds) {
+        trace.Fail(Words("the rule at line", line, "fails"), trace.lines.size());
+    }
 }
 
-// Hands each connection event, and each reply to 2013 (as -1), to the session.
-class ReactingClient final : public Client {
+// Every exception of the input is numbered; each must arrive once, where the lines say.
+struct Thrown {
+    int id;
+};
+std::vector<int> arrivals;
+[[noreturn]] void Throw(const std::string& who) {
+    arrivals.push_back(0);
+    trace(Words(who, "throws", arrivals.size()));
+    throw Thrown{static_cast<int>(arrivals.size())};
+}
+// The exception under way: its number, or "out of memory"; `arrives` counts it in.
+std::string Caught(bool arrives) {
+    try {
+        throw;
+    } catch (const Thrown& thrown) {
+        Check(!arrives || ++arrivals.at(thrown.id - 1) == 1);
+        return std::to_string(thrown.id);
+    } catch (const std::bad_alloc&) {
+        return "out of memory";
+    }
+}
+
+// The application's call under way, and its outcome.
+std::string asking;
+template <class Call>
+void Ask(const std::string& call, bool starved, Call&& ask) {
+    asking = call;
+    trace(starved ? call + " without memory" : call);
+    try {
+        starving = starved;
+        const XeLUMOResult result = ask();
+        starving = false;
+        trace(Words(call, "=", result));
+    } catch (...) {
+        starving = false;
+        trace(Words(call, "threw", Caught(false)));
+        throw;
+    }
+}
+
+// The system as the Windows build meets it (platform/message_window_win.cpp): what a window's
+// handler throws is kept for the thread, and no handler of the thread runs while one is.
+struct System final : Orvane::Platform::FakeMessageWindow {
+    struct Guard final : MessageWindowEvents {
+        explicit Guard(MessageWindowEvents& events) : events(events) {}
+        template <class Handle>
+        static bool Keep(Handle&& handle) {
+            return Orvane::Platform::CallKeepingExceptions(handle, [] { return false; });
+        }
+        bool OnRegisteredMessage(std::uint32_t m, std::uintptr_t w, std::intptr_t l) override {
+            return Keep([&] { return events.OnRegisteredMessage(m, w, l); });
+        }
+        bool OnCopyData(const CopyDataBlock& b) override {
+            return Keep([&] { return events.OnCopyData(b); });
+        }
+        bool OnTimer(std::uintptr_t id) override {
+            return Keep([&] { return events.OnTimer(id); });
+        }
+        MessageWindowEvents& events;
+    };
+    WindowHandle Create(const wchar_t* c, const wchar_t* n, MessageWindowEvents& e) override {
+        return FakeMessageWindow::Create(c, n, guards.emplace_back(e));
+    }
+    std::intptr_t SendCopyData(WindowHandle target, const CopyDataBlock& block) override {
+        starving = false;
+        return FakeMessageWindow::SendCopyData(target, block);
+    }
+    std::deque<Guard> guards;
+};
+System& TheSystem() {
+    return static_cast<System&>(Orvane::Platform::Get<Orvane::Platform::MessageWindowService>());
+}
+
+// Windows that handle nothing; another window of the thread fails on every block.
+struct Quiet : MessageWindowEvents {
+    bool OnRegisteredMessage(std::uint32_t, std::uintptr_t, std::intptr_t) override {
+        return false;
+    }
+    bool OnCopyData(const CopyDataBlock&) override { return false; }
+    bool OnTimer(std::uintptr_t) override { return false; }
+};
+struct Failing final : Quiet {
+    bool OnCopyData(const CopyDataBlock&) override { Throw("another window"); }
+};
+
+constexpr std::uint64_t kKeys[] = {0, 0x0123456789ABCDEF, 0xFEDCBA9876543210};
+std::array<std::uint8_t, 8> KeyBytes(int key) {
+    std::array<std::uint8_t, 8> bytes;
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        bytes[i] = static_cast<std::uint8_t>(kKeys[key] >> (8 * i));
+    }
+    return bytes;
+}
+std::uint32_t Low(WindowHandle window) {
+    return static_cast<std::uint32_t>(window);
+}
+
+// The service: it holds a registration per client window from the moment it takes one,
+// refuses a block now and then (never an unregistration), answers inside every block with
+// messages the input picks, and judges a registration's token by its key.
+class Service {
   public:
-    explicit ReactingClient(std::function<void(int)> on) : m_on(std::move(on)) {}
-    void OnConnectedToServer() override { On(LumoCoreEvent::Registered); }
-    void OnServerDown() override { On(LumoCoreEvent::ServerDown); }
-    void OnUnregisteredFromServer() override { On(LumoCoreEvent::Unregistered); }
-    void OnServerAvailable() override { On(LumoCoreEvent::ServerAvailable); }
-    void OnServerMessage2013(XeLUMOResult) override { m_on(-1); }
+    explicit Service(Script& script) : m_script(script) { Restart(); }
+    WindowHandle Window() const { return m_window; }
+    std::vector<WindowHandle> clients;  // the sessions' windows
+    std::set<std::uint32_t> held;
+
+    bool Alive() const { return TheSystem().IsWindow(m_window); }
+    void Announce() {
+        if (Alive()) {
+            TheSystem().Broadcast(TheSystem().RegisterMessage(L"LUMO_SERVERAVAILABLE"), 0,
+                                  static_cast<std::intptr_t>(m_window));
+        }
+    }
+    void Vanish() {
+        TheSystem().Destroy(m_window);
+        held.clear();
+    }
+    void Restart() {
+        m_leaving = false;
+        m_window = TheSystem().AddPeer();
+        TheSystem().SetPeerHandler(m_window, [this](const auto& block) { Receive(block); });
+        m_earlier = Orvane::Platform::CurrentLocalTime();
+    }
+    // One message to every session's window, or another window's failure.
+    void Speak() {
+        // The decoders' own messages are the client's tests'; 3000 is no one's.
+        static constexpr std::uint32_t kIds[] = {1004, 1004, 2013, 3000, 2210, 2013, 3000, 2210,
+                                                 1004, 2013, 3000, 3000, 1005, 0,    1,    2};
+        static constexpr std::size_t kSizes[] = {0, 3, 4, 10, 47, 48, 50, 400, 699, 700, 701};
+        const std::uint8_t pick = m_script.Next(), size = m_script.Next();
+        const std::uint32_t id = kIds[pick % 16];
+        if (!Alive() || id == 1 || id == 2) {
+            // A block shorter than a header, someone else's message, another timer.
+            for (WindowHandle client : std::vector(clients)) {
+                trace(Words("strangers to", Low(client), TheSystem().SendBytes(client, {1, 2}),
+                            TheSystem().SendRegisteredMessage(client, 0xC333, 0, 1),
+                            TheSystem().FireTimer(client, 1281)));
+            }
+            return;
+        }
+        if (id == 0) {
+            TheSystem().SendBytes(m_failing, ServiceMessage(2013, 0, 0));
+            return;
+        }
+        // Goodbye: the service takes nothing more, and ends.
+        if (id == 1005) {
+            m_leaving = true;
+            held.clear();
+        }
+        std::vector<std::uint8_t> payload(id == 1005 ? 0 : kSizes[size % 11]);
+        for (std::size_t i = 0; i < payload.size(); ++i) {
+            payload[i] = static_cast<std::uint8_t>(size + i * 7);
+        }
+        for (WindowHandle client : std::vector(clients)) {
+            if (TheSystem().IsWindow(client)) {
+                const auto block = ServiceMessage(id, pick / 16 % 2 * 2013, size % 3, payload);
+                const std::intptr_t answer = TheSystem().SendBytes(client, block);
+                trace(Words("to", Low(client), id, "=", answer));
+            }
+        }
+        if (m_leaving) {
+            Vanish();
+        }
+    }
+
+  private:
+    void Receive(const std::vector<std::uint8_t>& block) {
+        const std::uint32_t code = U32At(block, 0), client = U32At(block, 32);
+        const bool registration = code == 2000 || code == 100;
+        std::uint32_t hash = 2166136261u;
+        for (std::size_t i = 0; i < block.size(); ++i) {
+            // A registration's token changes with the minute: it is judged by itself.
+            hash = (!registration || i < 64 || i >= 72) ? (hash ^ block[i]) * 16777619u : hash;
+        }
+        const auto now = Orvane::Platform::CurrentLocalTime();
+        int key = 0;
+        while (registration && key < 3 && !TokenMadeBetween(block, KeyBytes(key), m_earlier, now)) {
+            ++key;
+        }
+        m_earlier = now;
+        const bool refused = m_leaving || (code != 2001 && m_script.Next() % 8 == 0);
+        trace(Words("service takes", code, U32At(block, 4), "from", client, block.size(), hash,
+                    "key", key, refused ? "refused" : "taken"));
+        if (!refused) {
+            // A real service refuses a second registration and a stray unregistration, but
+            // for the one a client sends before it learns that its registration is refused
+            // (it ends inside the registration's send).
+            Check(!registration || held.insert(client).second);
+            Check(code != 2001 || held.erase(client) == 1 || m_refusing.count(client) != 0);
+        }
+        const auto refusing = m_refusing.insert(refused && registration ? client : 0);
+        for (int answers = m_leaving ? 0 : m_script.Next() % 4; answers > 0; --answers) {
+            Speak();
+        }
+        m_refusing.erase(refusing);
+        TheSystem().SetPeerAnswer(m_window, refused ? 0 : 1);
+    }
+
+    Script& m_script;
+    WindowHandle m_window = 0;
+    Orvane::Platform::LocalTime m_earlier{};
+    bool m_leaving = false;
+    std::multiset<std::uint32_t> m_refusing;  // clients whose registration it refuses now
+    Failing m_failingEvents;
+    WindowHandle m_failing = TheSystem().Create(L"Other", L"Other", m_failingEvents);
+};
+
+struct Options {
+    bool autoRegister, alternate;
+    int key;  // into kKeys
+    std::uint32_t clientType;
+};
+
+// A session, the library's or the model's, a bare core or a client.
+struct Session {
+    virtual ~Session() = default;
+    virtual XeLUMOResult Start(const Options& options) = 0;
+    virtual XeLUMOResult Stop() = 0;
+    virtual XeLUMOResult Register() = 0;
+    virtual XeLUMOResult Unregister() = 0;
+    // A core sends 2013 with `size` zeros; a client 2013 for none, else 2016 with data.
+    virtual XeLUMOResult Request(std::uint32_t size) = 0;
+    virtual void Connect(WindowHandle service) = 0;
+    virtual void ClearHandlers() = 0;
+    virtual std::string State() const = 0;
+    // Ends the session: the model's object stays (its frames may still run).
+    virtual void End(std::unique_ptr<Session>& self) = 0;
+};
+
+class App;
+std::unique_ptr<Session> MakeLibrarySession(App& app, bool client);
+std::unique_ptr<Session> MakeModel(App& app, bool client);
+
+// The application: its sessions and console handlers, and what it does when called.
+class App {
+  public:
+    App(Script& script, Service& service, bool model)
+        : m_script(script), m_service(service), m_model(model) {}
+
+    void Step();
+    // Control is back with the application: its wait throws what was kept.
+    void Judge();
+    // A session heard an event or a message: note it with the session's state, then act.
+    void Heard(const Session* session, const std::string& what) {
+        const std::string name = Name(session);
+        trace(Words(name, "hears", what, name == "ended" ? "" : session->State()));
+        Act();
+    }
+    int ConsoleCalled(int handler);
+    void EndAll() {
+        for (auto& session : sessions) {
+            if (session) {
+                session->End(session);
+            }
+            Judge();
+        }
+    }
+    std::vector<std::unique_ptr<Session>> ended;
+    std::unique_ptr<Session> sessions[3];
+
+  private:
+    std::string Name(const Session* session) const {
+        for (int slot = 0; slot < 3; ++slot) {
+            if (sessions[slot].get() == session) {
+                return Words("s", slot);
+            }
+        }
+        return "ended";
+    }
+    void Act();
+    // Adds (0), removes (1) a console handler, or raises an event (2).
+    void Console(int what, int handler);
+
+    Script& m_script;
+    Service& m_service;
+    const bool m_model;
+    Orvane::Platform::ConsoleHandlerList m_console{
+        [this] { return m_script.Next() % 8 == 0 ? 5u : 0u; }};
+    std::vector<int> m_consoleModel;
+    bool m_consoleInstalled = false;
+};
+App* app = nullptr;
+
+void App::Act() {
+    const std::uint8_t pick = m_script.Next(), slot = pick % 3, action = pick / 3 % 12;
+    const bool starved = pick >= 192;
+    std::unique_ptr<Session>& session = sessions[slot];
+    const std::string name = Words("s", +slot);
+    if (action == 0) {
+        Throw(name);
+    }
+    const std::uint8_t how = m_script.Next();
+    if (!session && action == 1) {
+        trace(Words(name, how % 2 != 0 ? "is a client" : "is a core"));
+        session =
+            m_model ? MakeModel(*this, how % 2 != 0) : MakeLibrarySession(*this, how % 2 != 0);
+    }
+    static constexpr std::uint32_t kSizes[] = {0,     272,   273, 65536, kLargestPayload,
+                                               65536, 65536, 273, 0,     kLargestPayload + 1};
+    switch (session ? action : 0) {
+        case 1: {
+            const std::size_t windows = TheSystem().CreatedWindows().size();
+            Ask(name + " start", starved, [&] {
+                return session->Start({how / 2 % 2 != 0, how / 4 % 2 != 0, how / 8 % 3, how / 24u});
+            });
+            if (TheSystem().CreatedWindows().size() > windows) {
+                m_service.clients.push_back(TheSystem().CreatedWindows().back());
+            }
+            break;
+        }
+        case 2:
+            Ask(name + " stop", starved, [&] { return session->Stop(); });
+            break;
+        case 3:
+        case 4:
+            Ask(name + " register", starved, [&] { return session->Register(); });
+            break;
+        case 5:
+            Ask(name + " unregister", starved, [&] { return session->Unregister(); });
+            break;
+        case 6:
+        case 7:
+            Ask(Words(name, "request", kSizes[how % 10]), starved,
+                [&] { return session->Request(kSizes[how % 10]); });
+            break;
+        case 8:
+            trace(name + " ends");
+            starving = starved;
+            session->End(session);
+            starving = false;
+            trace(name + " ended");
+            break;
+        case 9:
+            trace(name + " connects"), session->Connect(m_service.Window());
+            break;
+        case 10:
+            trace(name + " clears"), session->ClearHandlers();
+            break;
+        case 11:
+            trace(Words(name, session->State()));
+            break;
+    }
+}
+
+void App::Step() {
+    switch (m_script.Next() % 8) {
+        case 0:
+            m_service.Announce();
+            break;
+        case 1:
+            m_service.Speak();
+            break;
+        case 2:
+            TheSystem().TickTimers();
+            break;
+        case 3:
+            trace("the service restarts");
+            m_service.Vanish();
+            m_service.Restart();
+            break;
+        case 4: {
+            const std::uint8_t pick = m_script.Next();
+            Console(pick % 3, pick / 3 % 4);
+            break;
+        }
+        default:
+            Act();
+            break;
+    }
+}
+
+// Console handlers, four of them, each a function of its own.
+template <int N>
+int ConsoleHandler(std::uint32_t) {
+    return app->ConsoleCalled(N);
+}
+constexpr Orvane::Platform::ConsoleControl::Handler kHandlers[] = {
+    &ConsoleHandler<0>, &ConsoleHandler<1>, &ConsoleHandler<2>, &ConsoleHandler<3>};
+
+// The model of the list (platform/console_handler_list.h): the system's handler goes in
+// with the first handler; a removal takes the latest addition; a dispatch calls the handlers
+// listed when it began, newest first, skipping those removed meanwhile, until one deals
+// with the event.
+void App::Console(int what, int handler) {
+    std::vector<int>& list = m_consoleModel;
+    std::uint32_t result = 87;
+    if (what == 0 && m_model && !m_consoleInstalled && m_script.Next() % 8 == 0) {
+        result = 5;
+    } else if (what == 0 && m_model) {
+        m_consoleInstalled = true;
+        list.push_back(handler);
+        result = 0;
+    } else if (what == 0) {
+        result = m_console.Add(kHandlers[handler]);
+    } else if (what == 1 && m_model) {
+        const auto found = std::find(list.rbegin(), list.rend(), handler);
+        if (found != list.rend()) {
+            list.erase(std::next(found).base());
+            result = 0;
+        }
+    } else if (what == 1) {
+        result = m_console.Remove(kHandlers[handler]);
+    } else if (m_model) {
+        const std::vector<int> handlers = list;
+        result = 0;
+        for (auto it = handlers.rbegin(); it != handlers.rend() && result == 0; ++it) {
+            const bool listed = std::find(list.begin(), list.end(), *it) != list.end();
+            result = listed ? ConsoleCalled(*it) : 0;
+        }
+    } else {
+        result = m_console.Dispatch(static_cast<std::uint32_t>(handler));
+    }
+    trace(Words("console", what, handler, "=", result));
+}
+
+// A handler deals with the event, throws, removes a handler or declines.
+int App::ConsoleCalled(int handler) {
+    trace(Words("console handler", handler));
+    const std::uint8_t pick = m_script.Next();
+    if (pick % 4 == 1) {
+        Throw(Words("console handler", handler));
+    }
+    if (pick % 4 == 2) {
+        Console(1, pick / 4 % 4);
+    }
+    return pick % 4 == 0;
+}
+
+void App::Judge() {
+    try {
+        Orvane::Platform::ThrowKeptException();
+    } catch (...) {
+        trace("the wait throws " + Caught(true));
+    }
+    std::string state = Words("filter attempts", TheSystem().FilterAttempts(), "service holds");
+    for (std::uint32_t client : m_service.held) {
+        state += Words("", client);
+    }
+    for (const auto& session : sessions) {
+        state += " | " + (session ? session->State() : "none");
+    }
+    trace(state);
+}
+
+// ---- The library's play ----
+
+// The client's callbacks and its sub-clients' observers, as the application hears them.
+struct ReactingClient final : Client {
+    ReactingClient(App& app, const Session& session) : app(app), session(session) {
+        trace(Words("parameters", GetParameterNames().size()));
+    }
+    void Heard(const std::string& what) { app.Heard(&session, what); }
+    void OnConnectedToServer() override { Heard("registered"); }
+    void OnServerDown() override { Heard("server down"); }
+    void OnUnregisteredFromServer() override { Heard("unregistered"); }
+    void OnServerAvailable() override { Heard("server available"); }
     void OnInstrumentData(const std::uint8_t*) override {}
     void OnReliableMeasurement(const std::uint8_t*) override {}
     void OnUnreliableMeasurement(const std::uint8_t*) override {}
-
-  private:
-    void On(LumoCoreEvent event) { m_on(static_cast<int>(event)); }
-    std::function<void(int)> m_on;
+    void OnServerMessage1004(std::uint32_t a, std::uint32_t b, const std::uint8_t* payload,
+                             std::uint32_t size) override {
+        Heard(Words(1004, a, b, payload != nullptr, size));
+    }
+    void OnServerMessage2013(XeLUMOResult result) override { Heard(Words(2013, result)); }
+    void OnServerMessage2210(bool value) override { Heard(Words(2210, value)); }
+    App& app;
+    const Session& session;
 };
 
-// The service: answers inside every request with up to three messages, and holds a
-// registration per client window from the moment it takes a 2000, whatever the client's
-// handlers make of the answers.
-class Service {
-  public:
-    Service(FakeMessageWindow& desktop, Script& script)
-        : m_desktop(desktop), m_script(script), m_peer(desktop) {
-        desktop.SetPeerHandler(m_peer.Window(), [this](const std::vector<std::uint8_t>& block) {
-            const std::uint32_t code = U32At(block, 0), client = U32At(block, 32);
-            Check(code != 2000 || held.insert(client).second);
-            Check(code != 2001 || held.erase(client) == 1);
-            for (int n = m_script.Next() % 4; n > 0; --n) {
-                Speak();
-            }
-        });
-    }
+const std::vector<std::uint8_t> kData(65536, 5);  // what a client's 2016 carries
 
-    void Announce() { m_peer.Announce(); }
-
-    // One message to the client as the input picks it, or (0) a failure of another window
-    // of the client's thread, which the client's send throws.
-    void Speak() {
-        static constexpr std::uint32_t kMessages[] = {2013, 1005, 2302, 2062, 2300, 1000, 0};
-        const std::uint32_t id = kMessages[m_script.Next() % std::size(kMessages)];
-        if (id == 0) {
-            Throw();
-        }
-        for (WindowHandle window : m_desktop.CreatedWindows()) {
-            if (id == 1005) {
-                held.erase(static_cast<std::uint32_t>(window));
-            }
-            m_peer.Tell(window, id == 2013 ? 1004 : id, id == 2013 ? 2013 : 0);
-        }
-    }
-
-    bool Holds(WindowHandle window) const {
-        return held.count(static_cast<std::uint32_t>(window)) != 0;
-    }
-
-    std::set<std::uint32_t> held;
-
-  private:
-    FakeMessageWindow& m_desktop;
-    Script& m_script;
-    ServicePeer m_peer;
-};
-
-// The session and the model of its outcomes.
-class Session {
-  public:
-    enum Action { kRegister = 1, kUnregister, kStop, kDestroy, kThrow, kRequest, kStart, kActions };
-
-    Session(Script& script, FakeMessageWindow& desktop, Service& service, bool bareCore)
-        : m_script(script), m_desktop(desktop), m_service(service) {
-        if (!bareCore) {
-            client = std::make_unique<ReactingClient>([this](int event) { Heard(event); });
-            client->Start(0, nullptr, 0, true);
+struct LibrarySession final : Session {
+    LibrarySession(App& app, bool client) : app(app) {
+        if (client) {
+            this->client = std::make_unique<ReactingClient>(app, *this);
             return;
         }
         core = std::make_unique<Core>();
+        static constexpr const char* kEvents[] = {"server available", "registered", "unregistered",
+                                                  "server down"};
         for (int event = 0; event < 4; ++event) {
             core->SetEventHandler(static_cast<LumoCoreEvent>(event),
-                                  [this, event] { Heard(event); });
+                                  [this, event] { this->app.Heard(this, kEvents[event]); });
         }
-        for (std::int32_t code : {2013, 1005}) {
-            core->AddMessageHandler(code,
-                                    [this](const sLUMOChunk&, char*, std::uint64_t) { Heard(-1); });
-        }
-        core->Start(0, {1, 0, {}});
+        core->AddMessageHandler(2013, Note("h 2013"));
+        core->AddMessageHandler(1004, Note("h 1004"));
+        core->SetDefaultHandler(Note("default"));
     }
-
-    // A connection event, or (-1) a message.
-    void Heard(int event) {
-        if (event > static_cast<int>(LumoCoreEvent::ServerAvailable)) {
-            // Registered twice needs an unregistration (asked for or heard) or a loss between.
-            const bool registered = event == static_cast<int>(LumoCoreEvent::Registered);
-            Check(!registered || !m_heardRegistered);
-            m_heardRegistered = registered;
-            m_eventsBehind = m_secondRegister = false;
-        }
-        Act(m_script.Next() % kActions);
+    XeLUMOResult Start(const Options& o) override {
+        const std::uint64_t key = kKeys[o.key];
+        return core ? core->Start(o.alternate, {o.autoRegister, o.clientType, KeyBytes(o.key)})
+                    : client->Start(o.alternate, o.key != 0 ? &key : nullptr, o.clientType,
+                                    o.autoRegister);
     }
-
-    void Act(int action) {
-        const WindowHandle window = Window();
-        // A client does not say; after a throw it is registered without a word, as the
-        // service knows.
-        const bool registered = core ? core->IsRegistered() : m_service.Holds(window);
-        XeLUMOResult result = LUMO_NOT_INITIALIZED;  // also for no call
-        // Effective while registered or while a registration is being taken.
-        m_withdrawn = m_withdrawn || (action == kUnregister && !m_secondRegister &&
-                                      (registered || m_service.Holds(window)));
-        // A client has no Stop: it ends when destroyed.
-        const bool stops = action == kDestroy || (action == kStop && core);
-        m_heardRegistered = m_heardRegistered && action != kUnregister && !stops;
-        if (stops && m_secondRegister) {
-            m_excused.insert(static_cast<std::uint32_t>(window));
-        }
-        if (action == kThrow) {
-            Throw();
-        } else if (action == kDestroy) {
-            core.reset();
-            client.reset();
-        } else if (core) {
-            result = action == kRegister     ? core->Register()
-                     : action == kUnregister ? core->Unregister()
-                     : action == kStop       ? core->Stop()
-                     : action == kRequest    ? core->Send(2013, nullptr, 0, 0, 0)
-                     : action == kStart      ? core->Start(0, {1, 0, {}})
-                                             : LUMO_NOT_INITIALIZED;
-        } else if (client) {
-            result = action == kRegister     ? client->Register()
-                     : action == kUnregister ? client->Unregister()
-                     : action == kRequest    ? client->SendRequest2013()
-                     : action == kStart      ? client->Start(0, nullptr, 0, true)
-                                             : LUMO_NOT_INITIALIZED;
-        }
-        // A Register that reached a server is the last word even when the server went.
-        if ((action == kRegister && result != LUMO_NOT_INITIALIZED) ||
-            (action == kStart && result == LUMO_SUCCESS)) {
-            m_withdrawn = false;
-        }
-        // A Register on a registered session sends nothing and leaves the core unregistered
-        // while the service keeps the client: the one place where the two may disagree.
-        m_secondRegister = m_secondRegister || (action == kRegister && result == LUMO_SUCCESS &&
-                                                registered && !(core && core->IsRegistered()));
+    XeLUMOResult Stop() override { return core ? core->Stop() : LUMO_NOT_INITIALIZED; }
+    XeLUMOResult Register() override { return core ? core->Register() : client->Register(); }
+    XeLUMOResult Unregister() override { return core ? core->Unregister() : client->Unregister(); }
+    XeLUMOResult Request(std::uint32_t size) override {
+        return core        ? core->Send(2013, nullptr, size, 0, 0)
+               : size == 0 ? client->SendRequest2013()
+                           : client->SendRequest2016(1, 2, 3, kData.data(), std::min(size, 65536u));
     }
-
-    // Control is back with the application: what it was thrown arrived, and the session,
-    // what it heard and what the service holds agree.
-    void Judge() {
-        try {
-            Orvane::Platform::ThrowKeptException();
-        } catch (const Thrown& thrown) {
-            Delivered(thrown);
-        }
-        for (int times : delivered) {
-            Check(times == 1);
-        }
-        const WindowHandle window = Window();
-        Check((window != 0) == (core ? core->IsStarted() : client && client->IsStarted()));
-        for (std::uint32_t holder : m_service.held) {
-            Check(holder == static_cast<std::uint32_t>(window) || m_excused.count(holder));
-        }
-        if (window == 0) {
-            return;
-        }
-        const bool held = m_service.Holds(window);
-        Check(!m_withdrawn || !held);
-        Check(!core || held == core->IsRegistered() || (held && m_secondRegister));
-        Check(m_eventsBehind || m_secondRegister || held == m_heardRegistered);
+    void Connect(WindowHandle service) override {
+        core ? core->ServerAvailable(service) : client->ConnectToServerWindow(service);
     }
-
-    void Delivered(const Thrown& thrown) {
-        Check(++delivered.at(thrown.id) == 1);
-        // What a throw ends is not heard; a withdrawal asked for under it may not happen.
-        m_eventsBehind = true;
-        m_withdrawn = false;
+    void ClearHandlers() override { core ? core->ClearMessageHandlers() : void(); }
+    std::string State() const override {
+        if (client) {
+            return client->IsStarted() ? "started" : "stopped";
+        }
+        return Words(core->IsStarted() ? "started" : "stopped",
+                     core->IsRegistered() ? "registered" : "unregistered",
+                     core->IsServerAvailable() ? "available" : "waiting", core->MessageCount());
     }
-
-  private:
-    WindowHandle Window() const {
-        const std::vector<WindowHandle> windows = m_desktop.CreatedWindows();
-        return windows.empty() ? 0 : windows[0];
+    void End(std::unique_ptr<Session>& self) override { self.reset(); }
+    LumoMessageHandler Note(const char* handler) {
+        return [this, handler](const sLUMOChunk& header, char*, std::uint64_t size) {
+            app.Heard(this, Words(handler, header.messageId, header.argument1, size));
+        };
     }
-
-    Script& m_script;
-    FakeMessageWindow& m_desktop;
-    Service& m_service;
-    bool m_heardRegistered = false;
-    bool m_eventsBehind = false;
-    bool m_secondRegister = false;
-    bool m_withdrawn = false;
-    std::set<std::uint32_t> m_excused;
+    App& app;
     std::unique_ptr<Core> core;
     std::unique_ptr<ReactingClient> client;
 };
 
+std::unique_ptr<Session> MakeLibrarySession(App& app, bool client) {
+    return std::make_unique<LibrarySession>(app, client);
+}
+
+// ---- The model's play ----
+
+// The table as a reference implementation. The session counts a registration (the service
+// holds it) or not, perhaps twice; a registration's or an unregistration's send under way
+// is a frame, and a call's row is that of the innermost frame still standing. A frame the
+// registration changed under (registered anew, the server lost, the window closed) is
+// overtaken: its own ending no longer applies. A client hears its events, its replies and
+// 2210; the messages its decoders judge are left to the client's own tests.
+class Model final : public Session, Quiet {
+  public:
+    Model(App& app, bool client) : m_app(app), m_client(client) {
+        if (client) {
+            trace("parameters 33");
+        }
+    }
+    XeLUMOResult Start(const Options& options) override {
+        const bool starved = std::exchange(starving, false);
+        if (m_started || m_stopping || starved) {
+            return m_started || m_stopping ? LUMO_ALREADY_STARTED : LUMO_SERVICE_INTERNAL_ERROR;
+        }
+        m_options = options;
+        m_autoRegister = m_savedAutoRegister = options.autoRegister;
+        m_window = TheSystem().Create(L"WindowsMessagingWindow", L"", *this);
+        m_announcement = TheSystem().RegisterMessage(L"LUMO_SERVERAVAILABLE");
+        TheSystem().OpenMessageFilter(m_window, m_announcement);
+        m_started = true;
+        return LUMO_SUCCESS;
+    }
+    // A registration, an unregistration and an ending need no memory.
+    XeLUMOResult Stop() override {
+        starving = false;
+        return m_client ? LUMO_NOT_INITIALIZED : StopHere();
+    }
+    XeLUMOResult Register() override {
+        starving = false;
+        return m_stopping || !m_started ? LUMO_NOT_INITIALIZED : RegisterHere();
+    }
+    XeLUMOResult Unregister() override {
+        starving = false;
+        Frame* inside = Inside();
+        if (inside != nullptr && inside->registration && !std::exchange(inside->withdraw, true)) {
+            AutoRegistrationOff();  // the 2001 follows once the registration is done
+        }
+        if (inside != nullptr || !m_registered || m_twice) {
+            return LUMO_SUCCESS;
+        }
+        AutoRegistrationOff();
+        return Withdraw(true);
+    }
+    XeLUMOResult Request(std::uint32_t size) override {
+        const bool starved = std::exchange(starving, false), record = m_client && size != 0;
+        if (record && starved) {
+            throw std::bad_alloc();  // a client builds a 2016's record before anything else
+        }
+        if (!TakesRequests()) {
+            return LUMO_NOT_REGISTERED;
+        }
+        const std::uint32_t payload = record ? 48 + std::min(size, 65536u) : size;
+        if (payload > kLargestPayload) {
+            return LUMO_BAD_PARAMETER;
+        }
+        // Beyond a registration's size a block needs memory, perhaps more than there is.
+        if (payload >= (1u << 30) || (payload > kRegistrationRequestSize && starved &&
+                                      trace.Next(asking + " threw out of memory"))) {
+            throw std::bad_alloc();
+        }
+        std::vector<std::uint8_t> bytes(payload);
+        if (record) {
+            bytes[0] = 1, bytes[4] = 2, bytes[8] = 3;
+            std::fill(bytes.begin() + 48, bytes.end(), 5);
+        }
+        const XeLUMOResult sent = Deliver(record ? 2016 : 2013, bytes);
+        Orvane::Platform::ThrowKeptException();
+        return sent;
+    }
+    void Connect(WindowHandle service) override {
+        if (m_started) {
+            ServerAvailable(service);
+        }
+    }
+    void ClearHandlers() override { m_handlers = false; }
+    std::string State() const override {
+        if (m_client) {
+            return m_started ? "started" : "stopped";
+        }
+        return Words(m_started ? "started" : "stopped",
+                     TakesRequests() ? "registered" : "unregistered",
+                     m_available ? "available" : "waiting", m_messages);
+    }
+    // As Stop, after a client's application part has gone; a throw meanwhile is kept.
+    void End(std::unique_ptr<Session>& self) override {
+        starving = false;
+        m_app.ended.push_back(std::move(self));
+        m_detached = m_client;
+        try {
+            StopHere();
+        } catch (...) {
+            Orvane::Platform::KeepException(std::current_exception());
+        }
+        m_ended = true;
+    }
+    // Whenever control is back with the application the session and a live service agree.
+    void Agree(const Service& service) const {
+        Check(!m_available || m_server != service.Window() || !service.Alive() ||
+              m_registered == (service.held.count(Low(m_window)) != 0));
+    }
+
+  private:
+    struct Frame {
+        bool registration;
+        bool withdraw = false;   // an Unregister was asked inside the registration's send
+        bool overtaken = false;  // its own ending no longer applies
+    };
+    struct Sending {
+        Sending(std::vector<Frame*>& frames, Frame& frame) : frames(frames) {
+            frames.push_back(&frame);
+        }
+        ~Sending() { frames.pop_back(); }
+        std::vector<Frame*>& frames;
+    };
+    Frame* Inside() const {
+        const auto it = std::find_if(m_frames.rbegin(), m_frames.rend(),
+                                     [](const Frame* frame) { return !frame->overtaken; });
+        return it != m_frames.rend() ? *it : nullptr;
+    }
+    void Overtake() {
+        for (Frame* frame : m_frames) {
+            frame->overtaken = true;
+        }
+    }
+    bool TakesRequests() const {
+        return m_registered && !m_twice && (Inside() == nullptr || !Inside()->registration);
+    }
+    void AutoRegistrationOff() { m_savedAutoRegister = std::exchange(m_autoRegister, false); }
+    void Hear(const std::string& what) {
+        if (!m_detached) {
+            m_app.Heard(this, what);
+        }
+    }
+    void Count() {
+        m_registered = true;
+        m_twice = false;
+        Overtake();
+    }
+
+    XeLUMOResult RegisterHere() {
+        if (!m_available) {
+            return LUMO_NOT_INITIALIZED;
+        }
+        m_autoRegister = m_savedAutoRegister;
+        if (Frame* inside = Inside(); inside != nullptr && inside->registration) {
+            inside->withdraw = false;  // the registration under way counts
+            return LUMO_SUCCESS;
+        }
+        if (m_registered && Inside() == nullptr) {
+            m_twice = true;
+            return LUMO_SUCCESS;
+        }
+        // Available, or inside the unregistration's send: registers (anew).
+        const auto request = BuildRegistrationRequest(
+            Orvane::Platform::CurrentLocalTime(), KeyBytes(m_options.key), m_options.clientType);
+        Frame frame{true};
+        XeLUMOResult sent;
+        {
+            const Sending sending(m_frames, frame);
+            sent = Deliver(m_options.alternate ? 100 : 2000, {request.begin(), request.end()});
+            if (Orvane::Platform::HasKeptException()) {
+                // The service's answer stands, unheard; an Unregister asked inside is not
+                // carried out.
+                if (!frame.overtaken && sent == LUMO_SUCCESS) {
+                    m_autoRegister = m_savedAutoRegister;
+                    Count();
+                }
+                Orvane::Platform::ThrowKeptException();
+            }
+        }
+        if (frame.overtaken || sent != LUMO_SUCCESS) {
+            return frame.overtaken ? LUMO_SERVER_NOT_AVAILABLE : sent;
+        }
+        Count();
+        if (frame.withdraw) {
+            return Withdraw(true);
+        }
+        Hear("registered");
+        return LUMO_SUCCESS;
+    }
+    XeLUMOResult Withdraw(bool heard) {
+        Frame frame{false};
+        {
+            const Sending sending(m_frames, frame);
+            Deliver(2001, {});
+            if (Orvane::Platform::HasKeptException()) {
+                m_registered = m_registered && frame.overtaken;  // taken, unheard
+                Orvane::Platform::ThrowKeptException();
+            }
+        }
+        if (!frame.overtaken) {
+            m_registered = false;
+            if (heard) {
+                Hear("unregistered");
+            }
+        }
+        return LUMO_SUCCESS;
+    }
+    XeLUMOResult StopHere() {
+        const bool nested = std::exchange(m_stopping, true);
+        std::exception_ptr failed;
+        try {
+            Frame* inside = Inside();
+            if (inside != nullptr && inside->registration) {
+                Count();  // and its 2001 at once, from inside its send, unheard
+                Withdraw(false);
+            } else if (inside == nullptr && m_registered && !m_twice) {
+                Withdraw(true);
+            }
+        } catch (...) {
+            failed = std::current_exception();
+        }
+        if (!m_ended && m_started) {
+            // A closed session leaves only a second Register's registration behind (inside
+            // the unregistration's send the service has its 2001).
+            Check(!m_registered || m_twice || Inside() != nullptr);
+            TheSystem().Destroy(m_window);
+        }
+        if (!m_ended) {
+            m_stopping = nested;
+            m_started = m_available = m_registered = m_twice = false;
+            Overtake();
+        }
+        if (failed) {
+            std::rethrow_exception(failed);
+        }
+        return LUMO_SUCCESS;
+    }
+    XeLUMOResult Deliver(std::uint32_t code, const std::vector<std::uint8_t>& payload) {
+        std::vector<std::uint8_t> block(sizeof(LumoMessageHeader) + payload.size());
+        BuildOutgoingMessage(block.data(), code, payload.data(),
+                             static_cast<std::uint32_t>(payload.size()), 0, 0, Low(m_window));
+        const CopyDataBlock copy{0, static_cast<std::uint32_t>(block.size()), block.data()};
+        return TheSystem().SendCopyData(m_server, copy) != 0 ? LUMO_SUCCESS : LUMO_EXECUTION_FAILED;
+    }
+    void ServerAvailable(WindowHandle server) {
+        if (std::exchange(m_available, true)) {
+            return;
+        }
+        m_server = server;
+        TheSystem().StartTimer(m_window, 1280, 500);
+        const WindowHandle window = m_window;
+        Hear("server available");
+        if (!m_ended && m_window == window && m_started && m_autoRegister) {
+            RegisterHere();
+        }
+    }
+    void ServerLost() {
+        m_available = m_registered = m_twice = false;
+        Overtake();
+        TheSystem().StopTimer(m_window, 1280);
+        Hear("server down");
+    }
+    bool OnRegisteredMessage(std::uint32_t message, std::uintptr_t, std::intptr_t l) override {
+        if (message == m_announcement) {
+            ServerAvailable(static_cast<WindowHandle>(l));
+        }
+        return message == m_announcement;
+    }
+    bool OnTimer(std::uintptr_t id) override {
+        if (id == 1280 && !TheSystem().IsWindow(m_server)) {
+            ServerLost();
+        }
+        return id == 1280;
+    }
+    bool OnCopyData(const CopyDataBlock& block) override {
+        if (block.cbData < sizeof(sLUMOChunk)) {
+            return false;
+        }
+        const auto* bytes = static_cast<const std::uint8_t*>(block.lpData);
+        const std::vector<std::uint8_t> received(bytes, bytes + block.cbData);
+        const WindowHandle window = m_window;
+        if (U32At(received, 0) == 1005) {
+            ServerLost();
+        }
+        if (!m_ended && m_window == window && m_started) {
+            ++m_messages;
+            Heard(received);
+        }
+        return false;
+    }
+    // A bare core's handlers (2013 and 1004 until cleared, and the default one), or a
+    // client's callbacks.
+    void Heard(const std::vector<std::uint8_t>& block) {
+        sLUMOChunk header;
+        std::memcpy(&header, block.data(), sizeof header);
+        const std::uint32_t id = header.messageId;
+        const auto size = static_cast<std::uint32_t>(block.size() - sizeof header);
+        if (!m_client) {
+            const bool reply = id == 1004 && m_handlers && (header.argument1 == 2013);
+            const bool handled = m_handlers && (id == 2013 || id == 1004);
+            const std::string handler = reply ? "h 2013" : handled ? Words("h", id) : "default";
+            return Hear(Words(handler, id, header.argument1, size));
+        }
+        const std::string heard =
+            id == 2013 || (id == 1004 && header.argument1 == 2013) ? Words(2013, header.argument2)
+            : id == 1004 ? Words(1004, header.argument1, header.argument2, size != 0, size)
+            : id == 2210 ? Words(2210, header.argument1 != 0)
+                         : "";
+        if (!heard.empty()) {
+            Hear(heard);
+        }
+    }
+
+    App& m_app;
+    const bool m_client;
+    Options m_options{};
+    bool m_started = false, m_stopping = false, m_ended = false, m_detached = false;
+    bool m_available = false, m_registered = false, m_twice = false, m_handlers = true;
+    bool m_autoRegister = false, m_savedAutoRegister = false;
+    WindowHandle m_window = 0, m_server = 0;
+    std::uint32_t m_announcement = 0, m_messages = 0;
+    std::vector<Frame*> m_frames;
+};
+
+std::unique_ptr<Session> MakeModel(App& app, bool client) {
+    return std::make_unique<Model>(app, client);
+}
+
+void Play(const std::uint8_t* data, std::size_t size, std::vector<std::string>& library,
+          bool model) {
+    System system;
+    Orvane::Platform::ScopedOverride<Orvane::Platform::MessageWindowService> use{system};
+    Script script{data, data + size};
+    arrivals.clear();
+    trace.lines.clear();
+    trace.library = model ? &library : nullptr;
+    Service service(script);
+    App play(script, service, model);
+    app = &play;
+    while (script.at < script.end) {
+        try {
+            play.Step();
+        } catch (...) {
+            trace("the application gets " + Caught(true));
+        }
+        play.Judge();
+        for (const auto& session : play.sessions) {
+            if (model && session) {
+                static_cast<const Model&>(*session).Agree(service);
+            }
+        }
+    }
+    play.EndAll();
+    Check(std::count(arrivals.begin(), arrivals.end(), 1) == static_cast<long>(arrivals.size()));
+    if (model && trace.lines.size() != library.size()) {
+        trace.Fail("the model ends before the library", trace.lines.size());
+    }
+    library = trace.lines;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    FakeMessageWindow desktop;
-    Orvane::Platform::ScopedOverride<Orvane::Platform::MessageWindowService> use{desktop};
-    Script script{data, data + size};
-    delivered.clear();
-    Service service(desktop, script);
-    Session session(script, desktop, service, script.Next() % 2 == 0);
-    while (!script.Done()) {
-        try {
-            const int step = script.Next() % 4;
-            step == 0   ? service.Announce()
-            : step == 1 ? service.Speak()
-            : step == 2 ? desktop.TickTimers()
-                        : session.Act(script.Next() % Session::kActions);
-        } catch (const Thrown& thrown) {
-            session.Delivered(thrown);
-        }
-        session.Judge();
+    std::vector<std::string> library;
+    Play(data, size, library, false);
+    for (std::size_t i = 0; std::getenv("LUMO_TRACE") != nullptr && i < library.size(); ++i) {
+        std::fprintf(stderr, "%s\n", library[i].c_str());
     }
-    session.Act(Session::kDestroy);
-    session.Judge();
+    Play(data, size, library, true);
     return 0;
 }

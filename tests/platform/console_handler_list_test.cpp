@@ -6,49 +6,17 @@
 #include <future>
 #include <memory>
 #include <stdexcept>
-#include <string>
 #include <thread>
-#include <vector>
 
 namespace Orvane::Platform {
 namespace {
-
-std::vector<std::string> calls;
-int Declines(std::uint32_t) {
-    calls.push_back("declines");
-    return 0;
-}
-int Takes(std::uint32_t) {
-    calls.push_back("takes");
-    return 1;
-}
 
 int Throws(std::uint32_t) {
     throw std::runtime_error("handler failed");
 }
 
-// The system's own handler goes in with the first handler, for good: a refusal leaves the
-// list as it was, and once the last handler has gone an event is passed on.
-TEST(ConsoleHandlerList, TheSystemHandlerGoesInOnceAndTheNewestAnswersFirst) {
-    Testing::FakeConsoleControl console;
-    console.FailNextAdd(5);
-    EXPECT_EQ(console.AddHandler(&Takes), 5u);
-    EXPECT_TRUE(console.Installed().empty());
-    EXPECT_EQ(console.AddHandler(&Takes), 0u);
-    EXPECT_EQ(console.AddHandler(&Declines), 0u);
-    calls.clear();
-    EXPECT_TRUE(console.Raise(kCtrlCloseEvent));
-    EXPECT_EQ(calls, (std::vector<std::string>{"declines", "takes"}));
-    EXPECT_EQ(console.RemoveHandler(&Takes), 0u);
-    EXPECT_EQ(console.RemoveHandler(&Takes), 87u);
-    EXPECT_EQ(console.RemoveHandler(&Declines), 0u);
-    EXPECT_FALSE(console.Raise(kCtrlCloseEvent));
-    console.FailNextAdd(6);
-    EXPECT_EQ(console.AddHandler(&Takes), 0u) << "not asked again";
-}
-
-std::promise<void> entered, release;
 ConsoleControl* removing = nullptr;
+std::promise<void> entered, release;
 int Blocks(std::uint32_t) {
     entered.set_value();
     release.get_future().wait();

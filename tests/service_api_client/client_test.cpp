@@ -140,10 +140,10 @@ TEST_F(ClientTest, StartValuesBecomeTheTransportOptions) {
     EXPECT_EQ(m_desktop.CreatedWindows().size(), 1u);
 }
 
+// The destructor's unregistration lets in what the service answers; the application's part
+// of the client (here its decoders' callbacks) is gone by then and must not be called.
 TEST_F(ClientTest, DestructionUnregistersAndHearsNothingMore) {
     Connect();
-    // The service answers the unregistration at once with more messages; the application
-    // part of the client is gone by then and must not be called.
     m_desktop.SetPeerHandler(m_service.Window(), [&](const std::vector<std::uint8_t>& request) {
         if (U32At(request, 0) == 2001) {
             Tell(1000, 0, 0, {1});
@@ -157,18 +157,6 @@ TEST_F(ClientTest, DestructionUnregistersAndHearsNothingMore) {
     EXPECT_EQ(m_service.ReceivedCodes(), (std::vector<std::uint32_t>{2000, 2001}));
     EXPECT_FALSE(m_desktop.IsWindow(window));
     EXPECT_THROW(Orvane::Platform::ThrowKeptException(), std::runtime_error);
-}
-
-// The service's shutdown reaches OnServerDown, from which an application may end the
-// session: nothing of the client may be touched after that (AddressSanitizer sees it when
-// it is).
-TEST_F(ClientTest, ServerDownMayEndTheSession) {
-    Connect();
-    m_client->onServerDown = [this] { m_client.reset(); };
-    const WindowHandle window = ClientWindow();
-    m_service.Tell(window, 1005);
-    EXPECT_EQ(m_client, nullptr);
-    EXPECT_FALSE(m_desktop.IsWindow(window));
 }
 
 }  // namespace

@@ -8,7 +8,6 @@
 #include "tools/common/words.h"
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -21,18 +20,12 @@ class RecordingClient final : public Client {
     std::vector<std::string> log;
     std::vector<std::vector<std::uint8_t>> peeked;
     std::size_t peek = 0;
-    std::function<void()> onServerDown;
 
     void OnInternalError(std::uint32_t kind, std::uint32_t messageId) override {
         Note("internal " + std::to_string(kind) + " " + std::to_string(messageId));
     }
     void OnConnectedToServer() override { Note("connected"); }
-    void OnServerDown() override {
-        Note("down");
-        if (onServerDown) {
-            onServerDown();  // may destroy this client: nothing after it
-        }
-    }
+    void OnServerDown() override { Note("down"); }
     void OnServerAvailable() override { Note("available"); }
     void OnUnregisteredFromServer() override { Note("unregistered"); }
     void OnInstrumentData(const std::uint8_t* record) override { Fixed("instrument", record); }

@@ -1,18 +1,12 @@
 #include "service_api/core/core.h"
 
-#include "platform/kept_exception.h"
 #include "platform/service.h"
 #include "tests/service_api_connection/service_peer.h"
 
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <map>
-#include <memory>
-#include <sstream>
 #include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace Quorvel::Lumo::Api::testing {
@@ -137,139 +131,6 @@ TEST_F(CoreTest, AThrowingOrEmptyHandlerLeavesTheCoreAsItWas) {
     m_core.SetEventHandler(LumoCoreEvent::Registered, LumoEventHandler{});
     EXPECT_THROW(m_core.Register(), std::bad_function_call);
     EXPECT_TRUE(m_core.IsRegistered());
-}
-
-TEST_F(CoreTest, SendNeedsARegisteredConnection) {
-    EXPECT_EQ(m_core.Send(2005, nullptr, 0, 0, 0), LUMO_NOT_REGISTERED);
-    EXPECT_EQ(m_core.Register(), LUMO_NOT_INITIALIZED);
-    Connect(kManualRegister);
-    EXPECT_EQ(m_core.Send(2005, nullptr, 0, 0, 0), LUMO_NOT_REGISTERED);
-    EXPECT_EQ(m_core.Register(), LUMO_SUCCESS);
-
-    EXPECT_EQ(m_core.Send(2100, nullptr, 0, 3, 0), LUMO_SUCCESS);
-    EXPECT_EQ(m_service.ReceivedCodes().back(), 2100u);
-
-    m_service.Refuse();
-    EXPECT_EQ(m_core.Send(2005, nullptr, 0, 0, 0), LUMO_EXECUTION_FAILED);
-    m_service.Vanish();
-    m_desktop.TickTimers();
-    EXPECT_EQ(m_core.Send(2005, nullptr, 0, 0, 0), LUMO_NOT_REGISTERED);
-}
-
-TEST_F(CoreTest, StartStopLifecycle) {
-    m_desktop.FailCreate(FakeMessageWindow::CreateFailure::OutOfMemory);
-    EXPECT_EQ(m_core.Start(0, kAutoRegister), LUMO_SERVICE_INTERNAL_ERROR);
-    EXPECT_FALSE(m_core.IsStarted());
-    m_desktop.FailCreate(FakeMessageWindow::CreateFailure::None);
-    EXPECT_EQ(m_core.Stop(), LUMO_SUCCESS);
-    Connect();
-    const WindowHandle first = ClientWindow();
-    EXPECT_EQ(m_core.Start(0, kAutoRegister), LUMO_ALREADY_STARTED);
-    EXPECT_EQ(m_core.Stop(), LUMO_SUCCESS);
-    EXPECT_EQ(m_service.ReceivedCodes(), (std::vector<std::uint32_t>{2000, 2001}));
-    EXPECT_FALSE(m_core.IsStarted() || m_core.IsRegistered() || m_core.IsServerAvailable());
-    EXPECT_FALSE(m_desktop.IsWindow(first));
-}
-
-TEST_F(CoreTest, RepliesArriveInsideTheSendAndHandlersMaySendAgain) {
-    // The service answers every request at once, from inside the client's send.
-    m_desktop.SetPeerHandler(m_service.Window(), [&](const std::vector<std::uint8_t>& request) {
-        const std::uint32_t code = U32At(request, 0);
-        if (code != 2000) {
-            Tell(1004, code, 0);
-        }
-    });
-    m_core.AddMessageHandler(2013, [&](const sLUMOChunk&, char*, std::uint64_t) {
-        m_log.push_back("reply 2013");
-        m_log.push_back("send 2014 -> " + std::to_string(m_core.Send(2014, nullptr, 0, 0, 0)));
-    });
-    m_core.AddMessageHandler(2014, Note("h2014"));
-    Connect();
-
-    EXPECT_EQ(m_core.Send(2013, nullptr, 0, 0, 0), LUMO_SUCCESS);
-    EXPECT_EQ(m_log,
-              (std::vector<std::string>{"reply 2013", "h2014(1004,2014,0)", "send 2014 -> 0"}));
-    EXPECT_EQ(m_service.ReceivedCodes(), (std::vector<std::uint32_t>{2000, 2013, 2014}));
-}
-
-// What a handler asks or throws inside a send, or from an event, ends as the application
-// last asked, and the service holds what the core says. The service answers the request
-// `on` once with a message whose handler runs `inner`. A core
-// ended inside is touched no more (AddressSanitizer sees it when it is), and nothing
-// leaves its destructor: the thread's next wait throws it ("kept").
-TEST(CoreNestedCalls, EndAsTheApplicationLastAsked) {
-    const struct {
-        const char* name;
-        std::uint32_t on;
-        const char *inner, *outer, *heard;
-        std::vector<std::uint32_t> sent;
-        bool registered, started;
-    } cases[] = {
-        // clang-format off
-        {"a registration inside the registration", 2000, "register", "announce", " register=0 registered", {2000}, true, true},
-        {"an unregistration inside the unregistration", 2001, "unregister", "announce unregister unregister", " registered unregistered", {2000, 2001}, false, true},
-        {"a registration inside the unregistration", 2001, "register", "announce unregister", " registered registered register=0", {2000, 2001, 2000}, true, true},
-        {"a throw inside the unregistration", 2001, "throw", "announce unregister unregister", " registered thrown", {2000, 2001}, false, true},
-        {"a throw inside the registration", 2000, "throw", "announce unregister", " thrown unregistered", {2000, 2001}, false, true},
-        {"an unregistration inside the registration", 2000, "unregister", "announce", " unregistered", {2000, 2001}, false, true},
-        {"a registration inside Stop's unregistration", 2001, "register", "announce stop", " registered register=10 unregistered", {2000, 2001}, false, false},
-        {"a start inside a Stop in Stop", 2001, "stop start announce", "announce stop", " registered start=25", {2000, 2001}, false, false},
-        {"a Stop inside the registration", 2000, "stop", "announce", "", {2000, 2001}, false, false},
-        {"an end inside Stop's unregistration", 2001, "destroy", "announce stop", " registered", {2000, 2001}, false, false},
-        {"a throw inside the destructor's unregistration", 2001, "throw", "announce destroy", " registered kept", {2000, 2001}, false, false},
-        // clang-format on
-    };
-    for (const auto& each : cases) {
-        FakeMessageWindow desktop;
-        ScopedOverride<MessageWindowService> installed(desktop);
-        ServicePeer service(desktop);
-        std::string heard;  // outlives the core, which unregisters as it goes
-        bool answered = false;
-        auto core = std::make_unique<Core>();
-        const std::map<std::string, std::function<void()>> words = {
-            {"throw", [] { throw std::runtime_error("handler failed"); }},
-            {"register", [&] { heard += " register=" + std::to_string(core->Register()); }},
-            {"start", [&] { heard += " start=" + std::to_string(core->Start(0, kAutoRegister)); }},
-            {"unregister", [&] { core->Unregister(); }},
-            {"stop", [&] { core->Stop(); }},
-            {"destroy", [&] { core.reset(); }},
-            {"announce", [&] { service.Announce(); }},
-        };
-        // A handler's throw leaves it; the application notes what reaches it.
-        const auto run = [&](const char* steps, bool inHandler) {
-            std::istringstream in(steps);
-            for (std::string word; in >> word;) {
-                try {
-                    words.at(word)();
-                } catch (const std::runtime_error&) {
-                    if (inHandler) {
-                        throw;
-                    }
-                    heard += " thrown";
-                }
-            }
-        };
-        core->AddMessageHandler(
-            2013, [&](const sLUMOChunk&, char*, std::uint64_t) { run(each.inner, true); });
-        core->SetEventHandler(LumoCoreEvent::Registered, [&] { heard += " registered"; });
-        core->SetEventHandler(LumoCoreEvent::Unregistered, [&] { heard += " unregistered"; });
-        desktop.SetPeerHandler(service.Window(), [&](const std::vector<std::uint8_t>& request) {
-            if (U32At(request, 0) == each.on && !std::exchange(answered, true)) {
-                service.Tell(desktop.CreatedWindows().at(0), 2013);
-            }
-        });
-        core->Start(0, kAutoRegister);
-        run(each.outer, false);
-        try {
-            Orvane::Platform::ThrowKeptException();
-        } catch (const std::runtime_error&) {
-            heard += " kept";
-        }
-        EXPECT_EQ(heard, each.heard) << each.name;
-        EXPECT_EQ(service.ReceivedCodes(), each.sent) << each.name;
-        EXPECT_EQ(core && core->IsRegistered(), each.registered) << each.name;
-        EXPECT_EQ(core && core->IsStarted(), each.started) << each.name;
-    }
 }
 
 }  // namespace

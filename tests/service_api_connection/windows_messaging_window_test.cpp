@@ -23,9 +23,7 @@ using Orvane::Platform::ScopedOverride;
 constexpr LumoTransportOptions kAutoRegister{1, 0xA1B2C3D4, {1, 2, 3, 4, 5, 6, 7, 8}};
 constexpr LumoTransportOptions kManualRegister{0, 7, {}};
 
-// The test listens to the window itself: what it hears goes into the log, and hearing the
-// call named in m_endOn ends the session there, as an application may (the window must
-// not touch itself afterwards: AddressSanitizer sees it when it does).
+// The test listens to the window itself: what it hears goes into the log.
 class WindowsMessagingWindowTest : public ServiceDesktopTest, public Listener {
   protected:
     void OnMessage(const CopyDataBlock& received) override {
@@ -37,12 +35,7 @@ class WindowsMessagingWindowTest : public ServiceDesktopTest, public Listener {
     void OnRegistered() override { Heard("registered"); }
     void OnUnregistered() override { Heard("unregistered"); }
     void OnServerDown() override { Heard("down"); }
-    void Heard(const std::string& call) {
-        m_log.push_back(call);
-        if (call == m_endOn) {
-            m_window.reset();
-        }
-    }
+    void Heard(const std::string& call) { m_log.push_back(call); }
 
     void Open(LumoTransportOptions options, std::uint32_t alternate = 0) {
         m_window = std::make_unique<WindowsMessagingWindow>(*this, options, alternate);
@@ -62,13 +55,13 @@ class WindowsMessagingWindowTest : public ServiceDesktopTest, public Listener {
     }
 
     std::vector<std::string> m_log;
-    std::string m_endOn;
     std::unique_ptr<WindowsMessagingWindow> m_window;
 };
 
-// Each scenario drives the window through a list of steps and compares, in order, what the
-// listener heard, what each service window received ("first:2000") and what Register and
-// Unregister returned ("=10"); "end-on-down" makes hearing "down" end the session.
+// The window's surface below the core: each scenario drives it through a list of steps and
+// compares, in order, what the listener heard, what each service window received
+// ("first:2000") and what Register returned ("=10"). What the core reaches of it, the
+// re-entrant fuzz target judges by its model.
 struct Scenario {
     const char* name;
     LumoTransportOptions options;
@@ -86,71 +79,42 @@ TEST_P(WindowStateMachine, WalksItsTransitions) {
     Watch(other, "other");
     Open(scenario.options);
 
-    // The service says goodbye from inside whatever it is sent next; with `otherArrives`,
-    // another service announces itself before that send returns.
-    const auto leaveOnSend = [&](bool otherArrives) -> std::function<void()> {
-        return [&, otherArrives] {
-            m_desktop.SetPeerHandler(first.Window(), [&, otherArrives](const auto&) {
-                first.Tell(m_window->Handle(), 1005);
-                if (otherArrives) {
-                    other.Announce();
-                }
-            });
-        };
-    };
     const std::map<std::string, std::function<void()>> actions = {
         {"announce", [&] { first.Announce(); }},
         {"announce-other", [&] { other.Announce(); }},
         {"register", [&] { m_log.push_back("=" + std::to_string(m_window->Register())); }},
-        {"unregister", [&] { m_log.push_back("=" + std::to_string(m_window->Unregister())); }},
         {"vanish", [&] { first.Vanish(); }},
         {"tick", [&] { m_desktop.TickTimers(); }},
-        {"goodbye", [&] { first.Tell(m_window->Handle(), 1005); }},
-        {"refuse", [&] { first.Refuse(); }},
         {"reset", [&] { m_window->Reset(); }},
         {"check", [&] { m_window->CheckServer(); }},
-        {"leave-on-send", leaveOnSend(false)},
-        {"leave-for-other-on-send", leaveOnSend(true)},
+        // The service says goodbye from inside whatever it is sent next, and another one
+        // announces itself before that send returns.
+        {"leave-for-other-on-send",
+         [&] {
+             m_desktop.SetPeerHandler(first.Window(), [&](const auto&) {
+                 first.Tell(m_window->Handle(), 1005);
+                 other.Announce();
+             });
+         }},
         {"by-handle", [&] { m_window->ServerAvailable(first.Window()); }},
         {"by-handle-other", [&] { m_window->ServerAvailable(other.Window()); }},
         {"close", [&] { m_window.reset(); }},
     };
     std::istringstream steps(scenario.steps);
     for (std::string step; steps >> step;) {
-        if (step.starts_with("end-on-")) {
-            m_endOn = step.substr(7);
-        } else {
-            actions.at(step)();
-        }
+        actions.at(step)();
     }
     EXPECT_EQ(Log(), scenario.expected);
 }
 
 const Scenario kScenarios[] = {
     // clang-format off
-    {"AnnouncementRegistersByItself", kAutoRegister, "announce", "available first:2000 registered"},
-    {"AnnouncementWithoutAutoRegisterOnlyTells", kManualRegister, "announce", "available"},
-    {"RegisterBeforeAnyServerIs10", kAutoRegister, "register", "=10"},
-    {"RegisterTwiceSendsOnce", kManualRegister, "announce register register", "available first:2000 registered =0 =0"},
     {"SecondAnnouncementIsIgnoredEvenFromAnotherWindow", kManualRegister, "announce announce-other register", "available first:2000 registered =0"},
-    {"UnregisterWhileNotRegisteredSendsNothing", kManualRegister, "announce unregister", "available =0"},
-    {"AfterUnregisterARestartedServerIsNotJoined", kAutoRegister, "announce unregister vanish tick announce-other", "available first:2000 registered first:2001 unregistered =0 down available"},
-    {"ExplicitRegisterBringsAutoRegistrationBack", kAutoRegister, "announce unregister register vanish tick announce-other", "available first:2000 registered first:2001 unregistered =0 first:2000 registered =0 down available other:2000 registered"},
-    {"TimerFindsTheServerGoneOnceThenStops", kAutoRegister, "announce tick vanish tick tick", "available first:2000 registered down"},
     {"RegisterAfterServerLossIs10", kManualRegister, "announce vanish check register", "available down =10"},
-    {"GoodbyeDropsTheServerThenStillDeliversTheMessage", kAutoRegister, "announce goodbye", "available first:2000 registered down message:1005/32"},
-    {"GoodbyeWithoutServerStillReportsDown", kManualRegister, "goodbye", "down message:1005/32"},
-    {"RefusedAutoRegistrationIsRetriedByHand", kAutoRegister, "refuse announce register", "available first:2000 first:2000 =3"},
     {"ResetForgetsSilentlyAndAcceptsTheNextAnnouncement", kAutoRegister, "announce reset announce-other", "available first:2000 registered available other:2000 registered"},
     {"ResetLeavesTheTimerRunning", kManualRegister, "announce reset tick", "available down"},
-    {"AServerLostDuringTheRegistrationDoesNotCount", kAutoRegister, "leave-on-send announce register announce-other", "available down message:1005/32 =10 available other:2000 registered"},
     {"AServerLostDuringTheRegistrationForAnotherOneCountsOnlyTheOther", kAutoRegister, "leave-for-other-on-send announce", "available down message:1005/32 available other:2000 registered"},
     {"AServerByHandleActsAsTheAnnouncementAndClosingDoesNotUnregister", kAutoRegister, "by-handle by-handle-other close", "available first:2000 registered"},
-    {"HearingTheAnnouncementMayEndTheSession", kAutoRegister, "end-on-available announce", "available"},
-    {"HearingTheRegistrationMayEndTheSession", kAutoRegister, "end-on-registered announce", "available first:2000 registered"},
-    {"HearingTheServerDownMayEndTheSession", kAutoRegister, "announce end-on-down goodbye", "available first:2000 registered down"},
-    {"TheServerDownInsideTheRegistrationMayEndTheSession", kAutoRegister, "end-on-down leave-on-send announce", "available down"},
-    {"TheServerDownInsideTheUnregistrationMayEndTheSession", kAutoRegister, "announce end-on-down leave-on-send unregister", "available first:2000 registered down =0"},
     // clang-format on
 };
 
@@ -200,35 +164,6 @@ TEST_F(WindowsMessagingWindowTest, RegistrationMessageIsByteExact) {
     }());
     EXPECT_TRUE(TokenMadeBetween(sent, kAutoRegister.clientKey, before,
                                  Orvane::Platform::CurrentLocalTime()));
-}
-
-TEST_F(WindowsMessagingWindowTest, ClaimsOnlyItsOwnMessageAndItsTimerWhichRunsWhileAServerIsKnown) {
-    Open(kManualRegister);
-    const WindowHandle handle = m_window->Handle();
-    EXPECT_TRUE(m_desktop.Timers(handle).empty());
-    const std::uint32_t announcement = m_desktop.RegisterMessage(L"LUMO_SERVERAVAILABLE");
-    const std::uint32_t stranger = m_desktop.RegisterMessage(L"SOMEONE_ELSES_MESSAGE");
-    EXPECT_FALSE(m_desktop.SendRegisteredMessage(handle, stranger, 0, 1));
-    EXPECT_TRUE(m_desktop.SendRegisteredMessage(handle, announcement, 0,
-                                                static_cast<std::intptr_t>(m_service.Window())));
-    EXPECT_EQ(m_desktop.Timers(handle), (std::map<std::uintptr_t, std::uint32_t>{{1280, 500}}));
-    EXPECT_FALSE(m_desktop.FireTimer(handle, 1281));
-    EXPECT_TRUE(m_desktop.FireTimer(handle, 1280));
-    m_service.Vanish();
-    m_desktop.TickTimers();
-    EXPECT_TRUE(m_desktop.Timers(handle).empty());
-    EXPECT_EQ(m_window->ServerWindow(), 0u);
-}
-
-TEST_F(WindowsMessagingWindowTest, BlocksShorterThanAChunkHeaderAreIgnored) {
-    Open(kManualRegister);
-    std::vector<std::uint8_t> block = ServiceMessage(1005, 0, 0);
-    m_desktop.SendBytes(m_window->Handle(), {block.begin(), block.begin() + 31});
-    m_desktop.SendBytes(m_window->Handle(), {});
-    EXPECT_EQ(Log(), "");
-    // The service's blocks are left to default handling, which answers 0.
-    EXPECT_EQ(m_desktop.SendBytes(m_window->Handle(), ServiceMessage(1000, 0, 0, {1, 2})), 0);
-    EXPECT_EQ(Log(), "message:1000/34");
 }
 
 TEST_F(WindowsMessagingWindowTest, SendFramesThePayloadAndReportsTheTransport) {

@@ -24,11 +24,11 @@ Bytes Concat(std::initializer_list<Bytes> parts) {
     return all;
 }
 
-// Built into a buffer that held a longer message: nothing of it may remain.
+// Built into a buffer that held other bytes: nothing of them may remain.
 Bytes Built(std::uint32_t code, const void* payload, std::uint32_t size, std::uint32_t argument1,
             std::uint32_t argument2, std::uint32_t window) {
-    Bytes message(100, 0xEE);
-    BuildOutgoingMessage(message, code, payload, size, argument1, argument2, window);
+    Bytes message(sizeof(LumoMessageHeader) + size, 0xEE);
+    BuildOutgoingMessage(message.data(), code, payload, size, argument1, argument2, window);
     return message;
 }
 
