@@ -261,7 +261,9 @@ def run(tier, budget, seed, rerun):
     if not tier.build() or tier.failing():
         sys.exit("the tree without mutations does not build or does not pass")
     results = load_results()
-    chosen = earlier(tier, results, rerun) if rerun else choose(tier, budget, seed)
+    # File by file: the build that puts a file back then also builds its next mutant.
+    chosen = sorted(earlier(tier, results, rerun) if rerun else choose(tier, budget, seed),
+                    key=lambda mutant: mutant[0])
     # A mutant run again replaces its earlier entry when its run is done.
     done = set() if rerun else {(r["file"], r["line"], r["after"]) for r in results}
     started = time.time()
