@@ -1,12 +1,17 @@
 // Any file handed to lumo-dump: the reader checks every offset and size against the bytes
 // it was given, and the report of whatever it accepts reads only what the reader kept. The
 // stacks are walked with the dump's own bytes as the only memory and as every module's
-// unwind data.
+// unwind data. The trace of the dump's flow log, and of the file read as an exit log, keeps
+// the format's rules whatever the log holds.
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <string_view>
 #include <variant>
 
+#include "tests/lumo_dump_trace/trace_rules.h"
 #include "tools/lumo-dump/lib/dump_report.h"
+#include "tools/lumo-dump/lib/flow_trace.h"
 
 namespace {
 
@@ -35,6 +40,12 @@ class InputAsModules final : public LumoDump::ModuleData {
     LumoDump::UnwindImage unwind_;
 };
 
+void CheckRules(const std::string& trace) {
+    if (!TraceRuleBreaks(trace).empty()) {
+        std::abort();
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -46,6 +57,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                           {}};
         LumoDump::TextReport(*dump, findings);
         LumoDump::JsonReport(*dump, findings);
+        CheckRules(LumoDump::DumpTrace(*dump, findings));
+    }
+    const std::string_view text(reinterpret_cast<const char*>(data), size);
+    if (const auto trace = LumoDump::ExitLogTrace(text, "fuzz")) {
+        CheckRules(*trace);
     }
     return 0;
 }
