@@ -52,7 +52,6 @@ struct FailingRun final : MessageWindowEvents {
     }
     bool OnTimer(std::uintptr_t) override { return false; }
     void (*fail)() = nullptr;
-    void (*pump)() = nullptr;
     int declined = 0;
     WindowHandle window = 0;
     std::thread sender;
@@ -71,7 +70,8 @@ void PumpWhileAnotherThreadSends(void* context) {
         run.answer = service.SendCopyData(run.window, {0, 1, &byte});
     });
     for (int round = 0; round < 40; ++round) {
-        run.pump();
+        Get<MessageWait>().WaitForObjectsOrInput(0, nullptr, 50);
+        Get<MessageWait>().DispatchOneMessage();
     }
     run.pumpedOn = true;
 }
@@ -82,29 +82,17 @@ std::vector<std::pair<DWORD, bool>> failures;
 // A registered message the window declines goes to default handling. The system drops what
 // escapes a handler that it runs for another thread's send, and goes on: the sender gets
 // the answer of default handling, and the guarded run ends in the wait that let the
-// message in, or in the look at the queue (a sleep lets nothing in). A machine fault reaches
-// the thread's guard once, in the faulting context and before anything is unwound; an
-// exception when it leaves that wait or look.
+// message in. A machine fault reaches the thread's guard once, in the faulting context and
+// before anything is unwound; an exception when it leaves that wait.
 TEST(Win32MessageWindow, DeclinedMessagesAndHandlersFailuresGetDefaultHandling) {
-    const auto wait = [] { Get<MessageWait>().WaitForObjectsOrInput(0, nullptr, 50); };
-    const auto look = [] {
-        Sleep(50);
-        Get<MessageWait>().DispatchOneMessage();
+    const std::pair<void (*)(), std::pair<DWORD, bool>> cases[] = {
+        {[] { throw std::runtime_error("failed"); }, {0x20474343, false}},
+        {[] { *nowhere = 1; }, {0xC0000005, true}},
     };
-    const struct {
-        void (*fail)();
-        void (*pump)();
-        std::pair<DWORD, bool> failure;
-    } cases[] = {
-        {[] { throw std::runtime_error("failed"); }, wait, {0x20474343, false}},
-        {[] { throw std::runtime_error("failed"); }, look, {0x20474343, false}},
-        {[] { *nowhere = 1; }, wait, {0xC0000005, true}},
-    };
-    for (const auto& [fail, pump, failure] : cases) {
+    for (const auto& [fail, failure] : cases) {
         failures.clear();
         FailingRun run;
         run.fail = fail;
-        run.pump = pump;
         RunStructuredGuarded(PumpWhileAnotherThreadSends, &run, [](ExceptionPointers* exception) {
             const char here = 0;
             const DWORD64 stack = exception->ContextRecord->Rsp;
