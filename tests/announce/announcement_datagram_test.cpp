@@ -1,4 +1,5 @@
 #include "announce/announcement_datagram.h"
+#include "announce/bounded_text.h"
 
 #include <gtest/gtest.h>
 
@@ -87,6 +88,14 @@ TEST(AnnouncementDatagramDeathTest, TheFirstDatagramOfAProcessCarriesTwo) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(std::_Exit(SequenceOf(Built(ExampleInstrument()).data())),
                 ::testing::ExitedWithCode(2), "");
+}
+
+// A text one byte short of its capacity fits: it and its terminator, and nothing behind.
+TEST(BoundedText, ATextThatJustFitsIsCopiedWithItsTerminatorOnly) {
+    const char source[] = {'a', 'b', 'c', 0, 'x'};
+    char field[5] = {'-', '-', '-', '-', '-'};
+    CopyTextBounded(field, 4, source);
+    EXPECT_EQ(std::string(field, 5), std::string("abc\0-", 5));
 }
 
 TEST(AnnouncementDatagramDeathTest, TextsThatDoNotFitEndTheProcess) {

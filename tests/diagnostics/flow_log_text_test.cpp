@@ -23,6 +23,7 @@ TEST(FlowLogText, RelativeTimeShowsSignSecondsAndSixDigitMicroseconds) {
         {-1234567891, 1000000000, "-1.234567"},
         {999, 1000, "0.999000"},
         {3600000001, 1000000, "3600.000001"},
+        {5, 0, "5.000000"},  // a broken counter's frequency is taken as 1
         {std::numeric_limits<std::int64_t>::min(), 1000000000, "-9223372036.854775"},
         {std::numeric_limits<std::int64_t>::max(), 1, "9223372036854775807.000000"},
     };

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 namespace {
 
 std::uint32_t LowBits(const void* pointer) {
@@ -68,6 +70,14 @@ TEST(MKLoggerAdapter, AttachingSwitchesToTheSharedLoggerAndMarksIt) {
     // Attaching to the logger already in use changes nothing.
     module.AttachTo(shared);
     EXPECT_EQ(shared.Counter(), 1u + 2 * 3);
+    // Attaching on marks the logger it leaves too; the log names the mark.
+    MKLoggerAdapter other;
+    module.AttachTo(other.Logger());
+    EXPECT_EQ(FieldsOf(shared.Slot(3)).event, -202);
+    std::ostringstream log;
+    module.Render(log);
+    EXPECT_NE(log.str().find("% Log_module_added in_class MKLoggerAdapter at AttachTo"),
+              std::string::npos);
 }
 
 }  // namespace

@@ -1,10 +1,10 @@
 #include <chrono>
 #include <filesystem>
 #include <future>
-#include <sstream>
 #include <thread>
 
 #include "diagnostics/flow_log_dump_on_exit.h"
+#include "diagnostics/flow_point.h"
 #include "diagnostics/k_logger_adapter.h"
 #include "helper/command_line.h"
 #include "platform/console_control.h"
@@ -48,9 +48,10 @@ TEST(HelperInitialize, OpensEverythingOrReleasesWhatTheFailedStepLeavesOpen) {
         {"plug-in's channel refused", true, false, [](HelperHarness& h) { h.ipc.FailNext(C::Open, 0x2A03); }, -1, {C::Initialize, C::Create, C::Open, C::Close}, false, false, false},
         {"no plug-in", false, false, {}, -1, {C::Initialize, C::Create, C::Open, C::Close}, false, false, false},
         {"no plug-in in debug mode", false, true, {}, 0, {C::Initialize, C::Create, C::Open}, true, true, false},
-        {"console handler refused", true, false, [](HelperHarness& h) { h.console.FailNextAdd(1); }, -1, {C::Initialize, C::Create, C::Open}, true, true, false},
+        {"console handler refused", true, false, [](HelperHarness& h) { h.console.FailNextAdd(0x2A04); }, -1, {C::Initialize, C::Create, C::Open}, true, true, false},
         // clang-format on
     };
+    std::string logs;  // of every case
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         HelperHarness h;
@@ -60,7 +61,14 @@ TEST(HelperInitialize, OpensEverythingOrReleasesWhatTheFailedStepLeavesOpen) {
         if (c.arrange) {
             c.arrange(h);
         }
+        MKLoggerAdapter::Instance().Logger().ResetForTesting(1);
         EXPECT_EQ(h.helper->Initialize(c.debug), c.result);
+        const std::string log = RenderFlowLogText();
+        logs += log;
+        // A failure that closes the stop event again records -1 on its way out.
+        EXPECT_EQ(log.find("% Timing_point (4294967295, 0) in_class LumoDiscoveryPluginHelper "
+                           "at Initialize") != std::string::npos,
+                  c.result == -1 && !c.stopEvent);
         EXPECT_EQ(h.ipc.Calls(), c.calls);
         // The stop event and the own channel's data-ready event are the only objects.
         EXPECT_EQ(h.objects.OpenCount(), (c.stopEvent ? 1u : 0u) + (c.ownChannel ? 1u : 0u));
@@ -68,13 +76,11 @@ TEST(HelperInitialize, OpensEverythingOrReleasesWhatTheFailedStepLeavesOpen) {
         EXPECT_EQ(h.console.Installed().size(), c.handler ? 1u : 0u);
         EXPECT_TRUE(h.ipc.Sent().empty()) << "Initialize reports nothing to the plug-in";
     }
-    // The library's code of each failed step is in the flow log.
-    std::ostringstream log;
-    MKLoggerAdapter::Instance().Render(log);
-    for (const int code : {0x2A01, 0x2A02, 0x2A03}) {
+    // The code of each failed step is in the flow log, and so is the debug mode (1).
+    for (const int code : {0x2A01, 0x2A02, 0x2A03, 0x2A04, 1}) {
         const std::string record = "% Timing_point (" + std::to_string(code) +
                                    ", 0) in_class LumoDiscoveryPluginHelper at Initialize";
-        EXPECT_NE(log.str().find(record), std::string::npos) << record;
+        EXPECT_NE(logs.find(record), std::string::npos) << record;
     }
 }
 

@@ -1,4 +1,6 @@
 
+#include "diagnostics/flow_point.h"
+#include "diagnostics/k_logger_adapter.h"
 #include "platform/message_wait.h"
 #include "tests/helper/helper_harness.h"
 #include "tests/identification/instrument_record.h"
@@ -72,6 +74,7 @@ TEST(HelperRun, FailuresEndWithMinusOneAndAreReportedWhenThereIsSomeoneToTell) {
         {"look after the pumped message failed", [](HelperHarness& h) { h.wait.PostInput(); h.wait.ScriptPoll(kWaitFailed); }, waitText, 0},
         {"read failed", [](HelperHarness& h) { h.ipc.Deliver(kHelperChannelName, 1002); h.ipc.FailNext(Call::Read, 0x1F); }, readText, 0},
         {"signalled with nothing to read", [](HelperHarness& h) { h.wait.ScriptWait(0); }, readText, 0},
+        {"message beyond the 1024 bytes", [](HelperHarness& h) { h.ipc.DeliverRaw(kHelperChannelName, std::vector<std::uint8_t>(1025)); }, readText, 0},
         {"heartbeat failed", [](HelperHarness& h) { h.BeforeWait(2, [&h] { h.ipc.RemovePeerChannel(kPluginChannelName); }); }, "", 2},
         // The plug-in's handle has its top bit set: beats go out, reports do not.
         {"top-bit plug-in handle", [](HelperHarness& h) { h.BeforeWait(1, [&h] { h.wait.ScriptWait(kWaitFailed); }); }, "", 1, true},
@@ -106,6 +109,9 @@ TEST(HelperRun, WithoutTheDataReadyEventTheLibrarysCodeIsReturnedAtOnce) {
     EXPECT_EQ(h.Run(), 0x5151);
     EXPECT_EQ(h.wait.WaitCount(), 0u);
     EXPECT_TRUE(h.ipc.Sent().empty());
+    EXPECT_NE(RenderFlowLogText().find("% Timing_point (20817, 0) in_class "
+                                       "LumoDiscoveryPluginHelper at Run "),
+              std::string::npos);
 }
 
 TEST(HelperRun, TheClientIsStartedAtAWakeUpWithoutStopEventUntilItIsConnected) {
@@ -127,10 +133,12 @@ TEST(HelperRun, TheClientIsStartedAtAWakeUpWithoutStopEventUntilItIsConnected) {
     EXPECT_EQ(h.windows.CreatedWindows().size(), 1u);
 }
 
+// Other data only leaves its record in the flow log, as does the way out.
 TEST(HelperServiceCallbacks, ServerDownSignalsTheStopEventAndOtherDataIsIgnored) {
     HelperHarness h;
     h.InitializeWithPlugin();
     h.helper->OnConnectedToServer();
+    MKLoggerAdapter::Instance().Logger().ResetForTesting(1);
     h.helper->OnServerDown();
     EXPECT_FALSE(h.helper->ConnectedToServer());
     EXPECT_TRUE(h.objects.IsSignalled(h.helper->StopEvent()));
@@ -139,8 +147,21 @@ TEST(HelperServiceCallbacks, ServerDownSignalsTheStopEventAndOtherDataIsIgnored)
     h.helper->OnUnreliableMeasurement(record);
     h.helper->OnSpontaneousError(1);
     h.helper->OnUnhandledException(0xC0000005);
+    h.helper->DeInitialize();
     EXPECT_EQ(h.debug.WideTexts().size(), 2u);
     EXPECT_TRUE(h.ipc.Sent().empty());
+    const std::string log = RenderFlowLogText();
+    const std::pair<const char*, const char*> records[] = {{"0", "OnServerDown"},
+                                                           {"0", "OnReliableMeasurement"},
+                                                           {"0", "OnUnreliableMeasurement"},
+                                                           {"1", "OnSpontaneousError"},
+                                                           {"3221225477", "OnUnhandledException"},
+                                                           {"0", "DeInitialize"}};
+    for (const auto& [code, function] : records) {
+        const std::string line = std::string("% Timing_point (") + code +
+                                 ", 0) in_class LumoDiscoveryPluginHelper at " + function;
+        EXPECT_NE(log.find(line), std::string::npos) << line;
+    }
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <string>
 
@@ -53,6 +54,12 @@ TEST(KxSocketLoopback, DatagramReachesABoundSocketWithItsSender) {
         unsigned int received = 5;
         EXPECT_EQ(receiver.Receive(buffer, sizeof buffer, received), 0x10033u);
         EXPECT_EQ(received, 0u);
+        // A wait for it takes its whole time and finds nothing.
+        const auto started = std::chrono::steady_clock::now();
+        int ready = -1;
+        EXPECT_EQ(receiver.WaitReadable(ready, 0, 100000), 0u);
+        EXPECT_EQ(ready, 0);
+        EXPECT_GE(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(90));
         KxSocketUDP sender;
         ASSERT_EQ(sender.OpenSocket(), 0u);
         EXPECT_EQ(sender.OpenSocket(), 0u);  // kept open

@@ -5,8 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "network/address_text.h"
 #include "network/kx_socket_tcpip.h"
 #include "network/kx_socket_udp.h"
+#include "network/sender_description.h"
 #include "network/testing/fake_socket_system.h"
 #include "platform/service.h"
 
@@ -305,6 +307,24 @@ TEST_F(KxSocketRules, SameSubnet) {
         EXPECT_EQ(socket.IsSameSubnet(c.address, c.mask, c.other), c.same)
             << c.address << " " << c.mask << " " << c.other;
     }
+}
+
+// The sender's text is cut to the caller's buffer and always ended; a caller without a
+// buffer gets the port only.
+TEST(SenderDescription, TheHostTextFitsTheCallersBuffer) {
+    SocketAddressV4 from;
+    from.address = AddressFromText("127.0.0.1");
+    from.port = PortToNetworkOrder(4660);
+    for (const auto& [size, text] : {std::pair{16u, "127.0.0.1"}, {4u, "127"}, {0u, "none"}}) {
+        char host[16] = "none";
+        unsigned short port = 0;
+        DescribeSender(from, host, size, port);
+        EXPECT_STREQ(host, text);
+        EXPECT_EQ(port, 4660);
+    }
+    unsigned short port = 0;
+    DescribeSender(from, nullptr, 16, port);
+    EXPECT_EQ(port, 4660);
 }
 
 }  // namespace

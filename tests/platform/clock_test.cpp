@@ -1,12 +1,21 @@
 #include "platform/clock.h"
+#include "platform/monotonic_clock.h"
+#include "platform/service.h"
 
 #include <gtest/gtest.h>
 
-#include <ctime>
+#include <chrono>
 #include <thread>
 
 namespace Orvane::Platform {
 namespace {
+
+// The same clock as the standard library reads it, in milliseconds since its origin.
+template <class Clock>
+std::int64_t StandardMilliseconds() {
+    using namespace std::chrono;
+    return duration_cast<milliseconds>(Clock::now().time_since_epoch()).count();
+}
 
 TEST(Clock, CounterIsMonotonicWallClockIsNowAndThreadIdsDiffer) {
     const auto first = PerformanceCounter();
@@ -15,9 +24,12 @@ TEST(Clock, CounterIsMonotonicWallClockIsNowAndThreadIdsDiffer) {
     EXPECT_GT(second, first);
     EXPECT_GE((second - first) * 1000 / PerformanceFrequency(), 1);
 
+    const auto before = StandardMilliseconds<std::chrono::system_clock>();
     const auto wall = CurrentWallClock();
     EXPECT_LT(wall.milliseconds, 1000);
-    EXPECT_LE(std::llabs(wall.seconds - static_cast<long long>(std::time(nullptr))), 1);
+    EXPECT_GE(wall.seconds * 1000 + wall.milliseconds, before);
+    EXPECT_LE(wall.seconds * 1000 + wall.milliseconds,
+              StandardMilliseconds<std::chrono::system_clock>());
 
     // A thread's id stays its own.
     const auto mine = CurrentThreadId();
@@ -26,6 +38,13 @@ TEST(Clock, CounterIsMonotonicWallClockIsNowAndThreadIdsDiffer) {
     std::thread([&] { other = CurrentThreadId(); }).join();
     EXPECT_NE(other, 0u);
     EXPECT_NE(other, mine);
+}
+
+TEST(MonotonicClock, IsTheSteadyClockInMilliseconds) {
+    const auto before = StandardMilliseconds<std::chrono::steady_clock>();
+    const auto milliseconds = Get<MonotonicClock>().Milliseconds();
+    EXPECT_GE(milliseconds, before);
+    EXPECT_LE(milliseconds, StandardMilliseconds<std::chrono::steady_clock>());
 }
 
 }  // namespace

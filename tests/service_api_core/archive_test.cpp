@@ -100,6 +100,9 @@ TEST(Archive, EachValueKindHasItsLittleEndianEncoding) {
         Case("wstring beyond BMP", std::wstring(L"\U0001F600"),
              {2, 0, 0, 0, 0x3D, 0xD8, 0x00, 0xDE}),
         Case("wstring's first pair", std::wstring(L"\U00010000"), {2, 0, 0, 0, 0, 0xD8, 0, 0xDC}),
+        // The basic plane's last unit travels alone; a pair is told by its own two units.
+        Case("wstring, pair amid units", std::wstring(L"\uFFFF\U00010000\uE000"),
+             {4, 0, 0, 0, 0xFF, 0xFF, 0, 0xD8, 0, 0xDC, 0, 0xE0}),
         Case("empty vector", std::vector<std::uint32_t>(), {0, 0, 0, 0}),
         Case("vector of u16", std::vector<std::uint16_t>{1, 0x0203}, {2, 0, 0, 0, 1, 0, 3, 2}),
         Case("vector of strings", std::vector<std::string>{"a", ""},

@@ -24,43 +24,29 @@ Bytes Concat(std::initializer_list<Bytes> parts) {
     return all;
 }
 
-// Built into a buffer that held other bytes: nothing of them may remain.
-Bytes Built(std::uint32_t code, const void* payload, std::uint32_t size, std::uint32_t argument1,
-            std::uint32_t argument2, std::uint32_t window) {
-    Bytes message(sizeof(LumoMessageHeader) + size, 0xEE);
-    BuildOutgoingMessage(message.data(), code, payload, size, argument1, argument2, window);
-    return message;
-}
-
-TEST(OutgoingMessage, CommandWithoutPayloadIsSixtyBytesWithDataSize28) {
-    const Bytes expected = Concat({{0xD1, 0x07, 0, 0},  // 2001
-                                   Zeros(8),
-                                   {28, 0, 0, 0},
-                                   Zeros(16),
-                                   {0x78, 0x56, 0x34, 0x12},  // client window
-                                   Zeros(24)});
-    EXPECT_THAT(Built(2001, nullptr, 0, 0, 0, 0x12345678), ElementsAreArray(expected));
-}
-
-TEST(OutgoingMessage, HeaderCarriesArgumentsAndPayloadFollowsAtSixty) {
+// The code, the two arguments, the payload's size + 28, 16 zero bytes, the client window and
+// 24 zero bytes, then the payload at 60 (zeros for a size without bytes). Each is built into
+// a buffer that held other bytes: nothing of them may remain.
+TEST(OutgoingMessage, HeaderThenThePayloadAtSixty) {
     const std::uint8_t payload[] = {0xAA, 0xBB, 0xCC};
-    const Bytes expected = Concat({{0xC5, 0x07, 0, 0},  // 1989
-                                   {0x04, 0x03, 0x02, 0x01},
-                                   {0xFF, 0xFF, 0xFF, 0xFF},
-                                   {31, 0, 0, 0},
-                                   Zeros(16),
-                                   {0x01, 0, 0, 0x80},
-                                   Zeros(24),
-                                   {0xAA, 0xBB, 0xCC}});
-    EXPECT_THAT(Built(1989, payload, 3, 0x01020304, 0xFFFFFFFF, 0x80000001),
-                ElementsAreArray(expected));
-}
-
-TEST(OutgoingMessage, NullPayloadKeepsItsSizeAndStaysZero) {
-    const Bytes message = Built(2065, nullptr, 5, 0, 0, 1);
-    ASSERT_EQ(message.size(), 65u);
-    EXPECT_EQ(message[12], 33);
-    EXPECT_THAT(Bytes(message.begin() + 60, message.end()), ElementsAreArray(Zeros(5)));
+    const struct {
+        std::uint32_t code;
+        const void* payload;
+        std::uint32_t size, argument1, argument2, window;
+        Bytes expected;
+    } cases[] = {
+        // clang-format off
+        {2001, nullptr, 0, 0, 0, 0x12345678, Concat({{0xD1, 0x07, 0, 0}, Zeros(8), {28, 0, 0, 0}, Zeros(16), {0x78, 0x56, 0x34, 0x12}, Zeros(24)})},
+        {1989, payload, 3, 0x01020304, 0xFFFFFFFF, 0x80000001, Concat({{0xC5, 0x07, 0, 0}, {4, 3, 2, 1}, {0xFF, 0xFF, 0xFF, 0xFF}, {31, 0, 0, 0}, Zeros(16), {1, 0, 0, 0x80}, Zeros(24), {0xAA, 0xBB, 0xCC}})},
+        {2065, nullptr, 5, 0, 0, 1, Concat({{0x11, 0x08, 0, 0}, Zeros(8), {33, 0, 0, 0}, Zeros(16), {1, 0, 0, 0}, Zeros(24 + 5)})},
+        // clang-format on
+    };
+    for (const auto& c : cases) {
+        Bytes message(c.expected.size(), 0xEE);
+        BuildOutgoingMessage(message.data(), c.code, c.payload, c.size, c.argument1, c.argument2,
+                             c.window);
+        EXPECT_THAT(message, ElementsAreArray(c.expected)) << c.code;
+    }
 }
 
 }  // namespace
