@@ -1,9 +1,13 @@
 // The functions that a module's COFF symbol table names, by address. The MinGW linker keeps
-// the table in the program file, and stripping its debug information keeps it too.
+// the table in the program file, and stripping its debug information keeps it too. Not every
+// function is typed as one there (the runtime's assembly is not), and a name's own record
+// gives no size: each name reaches to the end of the function-table entry that begins with it,
+// else to the next symbol of any kind.
 #pragma once
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -15,20 +19,22 @@ namespace LumoDump {
 
 class FunctionSymbols {
   public:
-    // The functions, or why the table cannot be read.
-    static std::variant<FunctionSymbols, std::string> Read(const PeImage& image);
+    // The names, or why the table cannot be read. `functionTable` is the program file's
+    // exception directory (its own when the image is a debug file, which keeps none).
+    static std::variant<FunctionSymbols, std::string> Read(
+        const PeImage& image, std::span<const std::uint8_t> functionTable);
 
-    // The mangled name of the function that holds the address: the one that begins last at
-    // or before it in the same section.
+    // The mangled name of the code that holds the address.
     std::optional<std::string_view> Lookup(std::uint32_t rva) const;
 
   private:
-    struct Function {
+    struct Symbol {
         std::uint32_t rva;
-        std::uint32_t sectionEnd;
-        std::string_view name;  // into the image's bytes
+        std::uint32_t end;
+        int rank;               // of those at one address, the highest names it
+        std::string_view name;  // into the image's bytes; empty for a section's own symbol
     };
-    std::vector<Function> m_functions;  // by address
+    std::vector<Symbol> m_symbols;  // by address, then rank
 };
 
 }  // namespace LumoDump
