@@ -9,7 +9,7 @@ namespace LumoDump {
 namespace {
 
 constexpr std::uint16_t kFunctionType = 0x20;
-constexpr std::uint8_t kExternal = 2, kStatic = 3;
+constexpr std::uint8_t kExternal = 2, kStatic = 3, kLabel = 6;
 constexpr std::size_t kFunctionEntrySize = 12;
 // A section's own symbol (static, with its definition in an auxiliary record) marks where an
 // object's part of it begins; a function-typed symbol names best.
@@ -43,8 +43,8 @@ std::variant<FunctionSymbols, std::string> FunctionSymbols::Read(
         const std::uint8_t auxiliaries = record.U8();
         const std::size_t symbol = index;
         index += 1 + auxiliaries;
-        if ((storageClass != kExternal && storageClass != kStatic) || section == 0 ||
-            section > sections.size()) {
+        if ((storageClass != kExternal && storageClass != kStatic && storageClass != kLabel) ||
+            section == 0 || section > sections.size()) {
             continue;
         }
         const PeSection& holder = sections[section - 1];
@@ -70,7 +70,7 @@ std::variant<FunctionSymbols, std::string> FunctionSymbols::Read(
     std::stable_sort(all.begin(), all.end(), [](const Symbol& a, const Symbol& b) {
         return a.rva != b.rva ? a.rva < b.rva : a.rank < b.rank;
     });
-    const auto ends = FunctionEnds(functionTable);
+    const auto& ends = symbols.m_functionEnds = FunctionEnds(functionTable);
     for (auto it = all.begin(); it != all.end(); ++it) {
         const auto entry = ends.find(it->rva);
         const auto next = std::upper_bound(
@@ -83,9 +83,19 @@ std::variant<FunctionSymbols, std::string> FunctionSymbols::Read(
 }
 
 std::optional<std::string_view> FunctionSymbols::Lookup(std::uint32_t rva) const {
-    const auto after =
-        std::upper_bound(m_symbols.begin(), m_symbols.end(), rva,
-                         [](std::uint32_t a, const Symbol& symbol) { return a < symbol.rva; });
+    const auto byAddress = [](std::uint32_t a, const Symbol& symbol) { return a < symbol.rva; };
+    // Within a function-table entry, the name it begins with: a label inside (a guard's, an
+    // assembly block's) does not take over.
+    if (auto entry = m_functionEnds.upper_bound(rva); entry != m_functionEnds.begin()) {
+        --entry;
+        const auto first =
+            std::upper_bound(m_symbols.begin(), m_symbols.end(), entry->first, byAddress);
+        if (rva < entry->second && first != m_symbols.begin() &&
+            std::prev(first)->rva == entry->first && !std::prev(first)->name.empty()) {
+            return std::prev(first)->name;
+        }
+    }
+    const auto after = std::upper_bound(m_symbols.begin(), m_symbols.end(), rva, byAddress);
     if (after == m_symbols.begin() || rva >= std::prev(after)->end ||
         std::prev(after)->name.empty()) {
         return std::nullopt;

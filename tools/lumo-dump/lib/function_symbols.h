@@ -1,11 +1,13 @@
-// The functions that a module's COFF symbol table names, by address. The MinGW linker keeps
-// the table in the program file, and stripping its debug information keeps it too. Not every
-// function is typed as one there (the runtime's assembly is not), and a name's own record
-// gives no size: each name reaches to the end of the function-table entry that begins with it,
-// else to the next symbol of any kind.
+// The code that a module's COFF symbol table names, by address. The MinGW linker keeps the
+// table in the program file, and stripping its debug information keeps it too. Not all code
+// is typed as a function there (assembly, the runtime's stack probe among it, has plain and
+// label symbols), and a name's own record gives no size: each name reaches to the end of the
+// function-table entry that begins with it, else to the next symbol of any kind. Within an
+// entry, the name it begins with holds, whatever labels lie inside.
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <span>
 #include <string>
@@ -34,7 +36,8 @@ class FunctionSymbols {
         int rank;               // of those at one address, the highest names it
         std::string_view name;  // into the image's bytes; empty for a section's own symbol
     };
-    std::vector<Symbol> m_symbols;  // by address, then rank
+    std::vector<Symbol> m_symbols;                          // by address, then rank
+    std::map<std::uint32_t, std::uint32_t> m_functionEnds;  // of the entries, by their begin
 };
 
 }  // namespace LumoDump
