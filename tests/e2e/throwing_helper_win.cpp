@@ -21,13 +21,11 @@ __attribute__((noipa)) void WriteThroughNowhere() {
     *nowhere = 1;
 }
 
-volatile bool endless = true;  // so that the compiler lets the recursion be
-
-// 4 KiB frames, each probed by the runtime's stack probe.
+// 4 KiB frames, each probed by the runtime's stack probe, from depth 0 on without end.
 __attribute__((noipa)) int RecurseWithoutEnd(int depth) {
     volatile char frame[4096];
     frame[depth % sizeof frame] = 1;
-    return endless ? RecurseWithoutEnd(depth + 1) + frame[0] : 0;
+    return depth < 0 ? 0 : RecurseWithoutEnd(depth + 1) + frame[0];
 }
 
 class ThrowingHelper final : public LumoDiscoveryPluginHelper {

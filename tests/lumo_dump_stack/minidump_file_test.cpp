@@ -90,16 +90,12 @@ TEST(MinidumpFile, ReadsTheStreamsThatAStackWalkNeeds) {
     const std::uint32_t highAt = file.Append(high);
     Blob ranges64;
     Le(Le(Le(Le(ranges64, 0x3000, 8), 0x10, 8), 0x3010, 8), 0x10, 8);
+    Blob ranges = Range(0x1000, 8, low);  // and one inside a range of the 64-bit list
+    Le(Le(Le(ranges, 0x3004, 8), 2, 4), low, 4);
     file.Stream(kThreadListStream, List(1, 4, Thread(7, 0x4D0, context)))
         .Stream(0, {})
         .Stream(kModuleListStream, List(1, 4, Module(name)))
-        .Stream(kMemoryListStream,
-                [&] {  // the second inside a range of the 64-bit list
-                    Blob b = Range(0x1000, 8, low);
-                    const Blob inside = Range(0x3004, 2, low);
-                    b.insert(b.end(), inside.begin(), inside.end());
-                    return List(2, 4, b);
-                }())
+        .Stream(kMemoryListStream, List(2, 4, ranges))
         .Stream(0, {})
         .Stream(kMemory64ListStream,
                 [&] {
