@@ -6,7 +6,7 @@
 #include <numeric>
 #include <vector>
 
-#include "service_api/core/archive.h"
+#include "lumo/api/archive.h"
 
 namespace {
 

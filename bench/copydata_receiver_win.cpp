@@ -13,6 +13,7 @@
 #include <string>
 
 #include "tools/common/message_pump_win.h"
+#include "tools/common/titled_window_win.h"
 
 namespace {
 
@@ -66,13 +67,8 @@ int main(int argc, char** argv) {
             runMs = static_cast<DWORD>(std::strtoul(argv[i], nullptr, 10));
         }
     }
-    WNDCLASSW windowClass{};
-    windowClass.lpfnWndProc = WindowProcedure;
-    windowClass.hInstance = GetModuleHandleW(nullptr);
-    windowClass.lpszClassName = L"LumoBenchReceiver";
-    RegisterClassW(&windowClass);
-    HWND window = CreateWindowExW(0, windowClass.lpszClassName, L"LUMO_BENCH_RECEIVER", 0, 0, 0, 0,
-                                  0, nullptr, nullptr, windowClass.hInstance, nullptr);
+    HWND window = LumoTools::CreateTitledWindow(L"LumoBenchReceiver", L"LUMO_BENCH_RECEIVER",
+                                                WindowProcedure);
     std::printf("{\"event\":\"ready\"}\n");
     std::fflush(stdout);
     LumoTools::PumpMessagesUntil(runMs, nullptr, runMs);

@@ -24,7 +24,7 @@
 #include <utility>
 #include <vector>
 
-#include "service_api/client/client.h"
+#include "lumo/api/client.h"
 #include "service_api/core/windows_messaging_window.h"
 #include "tools/common/message_pump_win.h"
 

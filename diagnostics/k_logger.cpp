@@ -40,7 +40,7 @@ void KLogger::ReleaseRing::operator()(FlowLogEntry* ring) const {
     std::free(ring);
 }
 
-const char* KLogger::EventName(std::int32_t event) const {
+const char* KLogger::EventName(std::int32_t event) {
     const auto* found = std::find_if(std::begin(kEventNames), std::end(kEventNames),
                                      [event](const auto& name) { return name.first == event; });
     return found == std::end(kEventNames) ? nullptr : found->second;

@@ -43,8 +43,9 @@ class KLogger {
     std::string RenderEntry(std::size_t index,
                             const MDiagnosticsRegistryImplementation& names) const;
 
-    // The name registered for an event code, or nullptr.
-    const char* EventName(std::int32_t event) const;
+    // The name registered for an event code, or nullptr. The same in every logger, so that a
+    // reader of the text finds the codes of the names.
+    static const char* EventName(std::int32_t event);
 
     std::uint32_t Counter() const { return counter_.load(std::memory_order_relaxed); }
     // The slot at index, or nullptr past the ring or without a ring.

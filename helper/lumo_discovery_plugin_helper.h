@@ -15,8 +15,8 @@
 #include "announce/dds_announcement.h"
 #include "announce/dds_instrument_info.h"
 #include "helper/error_handlers.h"
+#include "lumo/api/client.h"
 #include "platform/kernel_handle.h"
-#include "service_api/client/client.h"
 
 class LumoDiscoveryPluginHelper : public IThreadErrorHandler, public Quorvel::Lumo::Api::Client {
   public:

@@ -1,7 +1,7 @@
 #include "platform/ipc_library.h"
 
+#include "kxipc/KxIpcDll.h"
 #include "platform/service.h"
-#include "tools/KxIpcDll/KxIpcDll.h"
 
 namespace Orvane::Platform {
 namespace {

@@ -27,7 +27,8 @@ if [ "${1:-}" = "--wine" ]; then
         { apt-get update -qq && apt-get install -y -qq --no-install-recommends strace >/dev/null; }
     cmake --build --preset windows >/dev/null
     scripts/wine.sh start >/dev/null
-    python3 bench/wine_figures.py --bin build/windows/bin --wine scripts/wine.sh || status=$?
+    python3 bench/wine_figures.py --bin build/windows/bin --wine scripts/wine.sh \
+        --raw build/bench/wine_figures.json || status=$?
     python3 bench/library_figures.py --bin build/windows/bin --wine scripts/wine.sh || status=$?
 fi
 exit $status

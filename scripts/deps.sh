@@ -4,7 +4,10 @@
 set -euo pipefail
 
 packages=(cmake make g++ googletest g++-mingw-w64-x86-64 wine wine64 python3 clang-format
-          tshark nlohmann-json3-dev libbenchmark-dev libssl-dev)
+          tshark nlohmann-json3-dev libbenchmark-dev libssl-dev chromium doxygen)
+# Node.js drives the trace viewer in Chromium for the crash test; a Node.js the machine has
+# from elsewhere serves as well.
+command -v npm >/dev/null || packages+=(nodejs npm)
 
 missing=()
 for p in "${packages[@]}"; do

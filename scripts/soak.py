@@ -135,7 +135,7 @@ def main():
         plugin = launch.start("plugin-sim", "plugin-sim.exe",
                               ["--start", launch.helper, "--run-ms", str(run_s * 1000)])
         plugin.wait_for("helper-started")
-        pid = linux_pid("LumoDiscoveryHelper.exe")
+        pid = linux_pid("LumoDiscoveryHelper.exe", launch.prefix)
         sampler = Sampler(pid)
         sampler.start()
         # The client's window exists from the loop's first wake-up, a beat after the start.

@@ -40,14 +40,18 @@ create_prefix() {
     flock -u 9
 }
 
-server_socket() {
-    printf '/tmp/.wine-%d/server-%x-%x/socket' "$(id -u)" \
-        "$(stat -c %d "$WINEPREFIX")" "$(stat -c %i "$WINEPREFIX")"
+# The server's socket lies in /tmp/.wine-UID, or, where that folder is not the user's own
+# (as root here), in a folder Wine makes with a random name: /tmp/wine-XXXXXX.
+server_running() {
+    local dir
+    dir=$(printf 'server-%x-%x' "$(stat -c %d "$WINEPREFIX")" "$(stat -c %i "$WINEPREFIX")")
+    compgen -G "/tmp/.wine-$(id -u)/$dir/socket" >/dev/null ||
+        compgen -G "/tmp/wine-*/$dir/socket" >/dev/null
 }
 
 start_server() {
     [ -f "$ready_marker" ] || create_prefix
-    if [ ! -S "$(server_socket)" ]; then
+    if ! server_running; then
         (wineserver -p </dev/null >/dev/null 2>&1 &)
         # Pre-warm with every stream detached, so that Wine's background services never
         # hold a pipe of whoever started us.

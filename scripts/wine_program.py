@@ -141,6 +141,8 @@ class Launcher:
 
     def __init__(self, bin_dir=None, wine=None):
         self.bin, self.wine = bin_dir or BIN, wine or WINE
+        self.prefix = subprocess.run([self.wine, "prefix"], capture_output=True, text=True,
+                                     check=True).stdout.strip()
         self.helper = windows_path(os.path.join(self.bin, "LumoDiscoveryHelper.exe"))
         self.workdir = tempfile.mkdtemp(prefix="lumo-wine-")
         self.programs = []

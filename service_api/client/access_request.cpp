@@ -1,7 +1,7 @@
 #include "service_api/client/access_request.h"
 
+#include "lumo/api/archive.h"
 #include "service_api/client/sha256.h"
-#include "service_api/core/archive.h"
 
 #include <string>
 

@@ -1,6 +1,10 @@
-#include "service_api/client/client.h"
+#include "lumo/api/client.h"
 
 #include "service_api/client/client_messages.h"
+#include "service_api/client/parameter_table.h"
+#include "service_api/client/payload_decoders.h"
+#include "service_api/client/record_forwarding.h"
+#include "service_api/core/core.h"
 
 #include <utility>
 

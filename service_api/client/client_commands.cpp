@@ -1,7 +1,8 @@
 // The Client's commands: each builds its request and hands it to the core once.
+#include "lumo/api/client.h"
 #include "service_api/client/access_request.h"
-#include "service_api/client/client.h"
 #include "service_api/client/command_sender.h"
+#include "service_api/core/core.h"
 
 #include <algorithm>
 #include <array>

@@ -4,7 +4,7 @@
 // the payload archive.
 #pragma once
 
-#include "service_api/core/archive.h"
+#include "lumo/api/archive.h"
 #include "service_api/core/icore.h"
 
 #include <cstddef>

@@ -1,8 +1,19 @@
-#include "service_api/client/dc_script_client.h"
+#include "lumo/api/dc_script_client.h"
 
 #include "service_api/client/command_sender.h"
+#include "service_api/client/observable.h"
+#include "service_api/client/observer_routing.h"
 
 namespace Quorvel::Lumo::Api::DcScript {
+
+Client::Client(ICore& core, Api::Client& client)
+    : m_client(client),
+      m_core(core),
+      m_observers(std::make_unique<Events::Observable<IObserver>>()) {}
+
+#define LUMO_FORWARD(id) LUMO_FORWARD_TO_OBSERVERS(Client, IObserver, m_observers, id)
+LUMO_DC_SCRIPT_OBSERVER_MESSAGES(LUMO_FORWARD)
+#undef LUMO_FORWARD
 
 XeLUMOResult Client::SendRequest2227(std::uint32_t scriptId, const ScriptArguments& arguments) {
     return SendSerialized(m_core, 2227, scriptId, arguments, std::uint8_t{0});

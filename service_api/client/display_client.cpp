@@ -1,8 +1,25 @@
-#include "service_api/client/display_client.h"
+#include "lumo/api/display_client.h"
 
 #include "service_api/client/command_sender.h"
+#include "service_api/client/observable.h"
+#include "service_api/client/observer_routing.h"
 
 namespace Quorvel::Lumo::Api::Display {
+
+DisplayClient::DisplayClient(ICore& core, Client& client)
+    : m_client(client),
+      m_core(core),
+      m_observers(std::make_unique<Events::Observable<IObserver>>()),
+      m_touchScreenObservers(std::make_unique<Events::Observable<ITouchScreenObserver>>()) {}
+
+#define LUMO_FORWARD_DISPLAY(id) \
+    LUMO_FORWARD_TO_OBSERVERS(DisplayClient, IObserver, m_observers, id)
+#define LUMO_FORWARD_TOUCH(id) \
+    LUMO_FORWARD_TO_OBSERVERS(DisplayClient, ITouchScreenObserver, m_touchScreenObservers, id)
+LUMO_DISPLAY_OBSERVER_MESSAGES(LUMO_FORWARD_DISPLAY)
+LUMO_TOUCH_SCREEN_OBSERVER_MESSAGES(LUMO_FORWARD_TOUCH)
+#undef LUMO_FORWARD_DISPLAY
+#undef LUMO_FORWARD_TOUCH
 
 XeLUMOResult DisplayClient::SendRequest2067() {
     return SendWithoutPayload(m_core, 2067);

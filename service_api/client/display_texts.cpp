@@ -1,4 +1,4 @@
-#include "service_api/client/display_texts.h"
+#include "lumo/api/display_texts.h"
 
 #include <cstdio>
 

@@ -1,22 +1,14 @@
-// Lists of application observers that the sub-clients pass the service's events to. The
-// observers are not owned; each must be removed before it goes.
+// The sub-clients' own lists of application observers, which they notify of the service's
+// messages. The observers are not owned; each must be removed before it goes.
 #pragma once
 
+#include "lumo/api/observable.h"
 #include "service_api/core/lifetime.h"
 
 #include <algorithm>
 #include <vector>
 
 namespace Quorvel::Lumo::Api::Events {
-
-template <class T>
-class IObservable {
-  public:
-    virtual ~IObservable() = default;
-    // Adding an observer that is already there changes nothing.
-    virtual void AddObserver(T* observer) = 0;
-    virtual void RemoveObserver(T* observer) = 0;
-};
 
 template <class T>
 class Observable final : public IObservable<T> {

@@ -2,7 +2,8 @@
 // forward them to the application's observers.
 #pragma once
 
-#include "service_api/client/service_record.h"
+#include "lumo/api/service_record.h"
+#include "service_api/client/record_forwarding.h"
 #include "service_api/core/icore.h"
 
 #include <cstdint>
@@ -11,11 +12,13 @@
 
 namespace Quorvel::Lumo::Api {
 
-// A sub-client's own observer operation for message `id`: it passes the record on to
-// every application observer in `observers` (an Events::Observable<Face>).
-#define LUMO_FORWARD_TO_OBSERVERS(Face, observers, id)               \
-    void OnServerMessage##id(const ServiceRecord& record) override { \
-        observers.Notify(&Face::OnServerMessage##id, record);        \
+// The definition of a sub-client's own observer operation for message `id`, declared in
+// its class: it passes the record on to every application observer in `observers`, which
+// the class holds by its public face and made an Events::Observable<Face>.
+#define LUMO_FORWARD_TO_OBSERVERS(Class, Face, observers, id)      \
+    void Class::OnServerMessage##id(const ServiceRecord& record) { \
+        static_cast<Events::Observable<Face>&>(*observers)         \
+            .Notify(&Face::OnServerMessage##id, record);           \
     }
 
 template <class Observer>

@@ -1,8 +1,8 @@
 // How the client turns a service message into the arguments of its callbacks.
 #pragma once
 
-#include "service_api/core/chunk.h"
-#include "service_api/core/result_codes.h"
+#include "lumo/api/chunk.h"
+#include "lumo/api/result_codes.h"
 
 #include <array>
 #include <cstddef>

@@ -1,8 +1,19 @@
-#include "service_api/client/wrtl_client.h"
+#include "lumo/api/wrtl_client.h"
 
 #include "service_api/client/command_sender.h"
+#include "service_api/client/observable.h"
+#include "service_api/client/observer_routing.h"
 
 namespace Quorvel::Lumo::Api::Wrtl {
+
+Client::Client(ICore& core, Api::Client& client)
+    : m_client(client),
+      m_core(core),
+      m_observers(std::make_unique<Events::Observable<IObserver>>()) {}
+
+#define LUMO_FORWARD(id) LUMO_FORWARD_TO_OBSERVERS(Client, IObserver, m_observers, id)
+LUMO_WRTL_OBSERVER_MESSAGES(LUMO_FORWARD)
+#undef LUMO_FORWARD
 
 XeLUMOResult Client::SendRequest2300(std::int32_t value) {
     return SendWithoutPayload(m_core, 2300, static_cast<std::uint32_t>(value));

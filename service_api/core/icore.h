@@ -2,8 +2,8 @@
 // by message code, handlers of connection events, and the connection's life.
 #pragma once
 
-#include "service_api/core/chunk.h"
-#include "service_api/core/result_codes.h"
+#include "lumo/api/chunk.h"
+#include "lumo/api/result_codes.h"
 #include "service_api/core/transport_options.h"
 
 #include <cstdint>

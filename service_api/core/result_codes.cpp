@@ -1,4 +1,4 @@
-#include "service_api/core/result_codes.h"
+#include "lumo/api/result_codes.h"
 
 namespace Quorvel::Lumo::Api {
 namespace {

@@ -1,7 +1,8 @@
 #include "service_api/core/windows_messaging_window.h"
 
+#include "lumo/api/chunk.h"
 #include "platform/service.h"
-#include "service_api/core/chunk.h"
+#include "service_api/core/outgoing_message.h"
 #include "service_api/core/registration.h"
 
 #include <cstring>

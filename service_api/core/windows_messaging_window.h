@@ -8,11 +8,11 @@
 // shutdown message) goes back to no server from either.
 #pragma once
 
+#include "lumo/api/result_codes.h"
 #include "platform/local_time.h"
 #include "platform/message_window.h"
 #include "service_api/core/lifetime.h"
 #include "service_api/core/listener.h"
-#include "service_api/core/result_codes.h"
 #include "service_api/core/transport_options.h"
 
 #include <array>

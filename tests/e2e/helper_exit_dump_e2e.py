@@ -6,9 +6,13 @@ outside: only value 1 with the folder present gives one exit log, holding that r
 A helper whose service callback throws, faults or overflows its stack leaves a crash dump
 beside it; lumo-dump, given the stripped helper beside its debug file as the release lays them
 out, walks the dump's stack as the system's own unwinder did and names our frames as the
-toolchain's address-to-line tool does."""
+toolchain's address-to-line tool does. The dump and the exit log of a crash, turned into traces
+by lumo-dump, open in a real trace viewer."""
+import json
 import os
 import re
+import shutil
+import subprocess
 import time
 from itertools import groupby
 
@@ -24,6 +28,36 @@ CALENDAR = re.compile(r" is approximately \d+ms past (.+)$")
 GCC_CXX_EXCEPTION = 0x20474343
 ACCESS_VIOLATION, STACK_OVERFLOW = 0xC0000005, 0xC00000FD
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+VIEWER = os.path.join(ROOT, "tests", "e2e", "trace_viewer")
+OPEN = ' {"cut":"open at the fault: on the faulting thread\'s stack, entered at or before this start"}'
+
+
+def viewer_modules(folder):
+    """speedscope and puppeteer-core as the lock file pins them, installed into the folder
+    once for each lock file, with no package's install scripts (none may fetch a browser)."""
+    with open(os.path.join(VIEWER, "package-lock.json"), encoding="utf-8") as f:
+        lock = f.read()
+    stamp = os.path.join(folder, "node_modules", ".lumo-lock")
+    if not os.path.exists(stamp) or open(stamp, encoding="utf-8").read() != lock:
+        for name in ("package.json", "package-lock.json"):
+            shutil.copy(os.path.join(VIEWER, name), folder)
+        subprocess.run(["npm", "ci", "--ignore-scripts", "--no-audit", "--no-fund"], cwd=folder,
+                       check=True, capture_output=True, timeout=600)
+        with open(stamp, "w", encoding="utf-8") as f:
+            f.write(lock)
+    return os.path.join(folder, "node_modules")
+
+
+def opened_slices(viewed, thread_name):
+    """(depth, name) of each slice the viewer opened on the thread's profile, in order."""
+    frames = viewed["exported"]["shared"]["frames"]
+    [profile] = [p for p in viewed["exported"]["profiles"] if thread_name in p["name"]]
+    depth, opened = 0, []
+    for event in profile["events"]:
+        if event["type"] == "O":
+            opened.append((depth, frames[event["frame"]]["name"]))
+        depth += 1 if event["type"] == "O" else -1
+    return opened
 
 
 def source_line(path, marker):
@@ -121,6 +155,7 @@ class HelperExitDumpTest(WineTest):
         new = sorted(self.machine.files() - before)
         self.assertEqual(len(new), 3, new)
         dump, record, log = (os.path.join(self.machine.folder, name) for name in new)
+        self.dump, self.log = dump, log
         self.assertRegex(dump, r"LumoDiscoveryHelper_crash_\d{8}_\d{6}\.dmp$")
         # The stripped helper and its debug file, side by side as in the release.
         folders = [self.launch.bin, *modules]
@@ -181,6 +216,35 @@ class HelperExitDumpTest(WineTest):
         self.assertEqual(self.reader.events("frame")[0]["function"], "___chkstk_ms")
         self.assertEqual([(f["index"], f["function"], f["scanned"]) for f in ours[:3]],
                          [(1, recursing, True), (2, recursing, False), (3, recursing, False)])
+
+    def test_a_crash_and_its_exit_log_show_as_timelines_in_a_trace_viewer(self):
+        # Rethrown in the run loop, the exception leaves a stack that is walked down to main.
+        self.fail_in_a_callback("", "send instrument\nwait 500\nsend message 2210 1 0\nwait 1000\n",
+                                GCC_CXX_EXCEPTION, first_event="announce")
+        out = os.path.join(os.path.dirname(self.launch.bin), "trace-viewer")  # kept: artefacts
+        os.makedirs(out, exist_ok=True)
+        traces = [os.path.join(out, name) for name in ("crash-timeline.json", "exit-timeline.json")]
+        for source, trace in zip((self.dump, self.log), traces):
+            reader = self.launch.run("lumo-dump", "lumo-dump.exe",
+                                     ["--trace", windows_path(trace), windows_path(source)])
+            self.assertEqual(reader.finish(), 0, reader.text())
+        viewer = subprocess.run(["node", os.path.join(VIEWER, "view_traces.js"),
+                                 viewer_modules(out), out, *traces],
+                                capture_output=True, text=True, timeout=300)
+        self.assertEqual(viewer.returncode, 0, viewer.stderr)
+        crash, exit_log = map(json.loads, viewer.stdout.splitlines())
+        # speedscope lists the helper's thread by its id, as the one that faulted, and draws the
+        # functions on its stack that the flow log saw open until the fault, nested.
+        thread = self.reader.wait_for("exception")["threadId"]
+        faulted = f"thread {thread} (faulted) (tid {thread})"
+        self.assertIn(f"throwing-helper (pid 1), {faulted}", crash["shown"])
+        self.assertEqual(opened_slices(crash, faulted)[:2],
+                         [(0, "LumoDiscoveryPluginHelper::Execute" + OPEN),
+                          (1, "LumoDiscoveryPluginHelper::Run" + OPEN)], crash["exported"])
+        # At exit the run's scope had closed, and the log holds it whole.
+        self.assertIn("LumoDiscoveryHelper (pid 1), thread", exit_log["shown"])
+        self.assertIn((0, "LumoDiscoveryPluginHelper::Run"),
+                      opened_slices(exit_log, f"(tid {thread})"), exit_log["exported"])
 
     def test_an_absent_value_or_log_folder_writes_nothing_and_creates_no_folder(self):
         self.assertEqual(self.run_helper(None, folder_present=True), [])

@@ -13,7 +13,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "service_api/core/archive.h"
+#include "lumo/api/archive.h"
 
 using namespace Quorvel::Lumo::Api;
 

@@ -3,13 +3,18 @@
 // stacks are walked with the dump's own bytes as the only memory. An input may carry a
 // program file after the dump, its offset in the input's last four bytes: that file then
 // stands for every module (its unwind data, code and names), as if it lay beside the dump;
-// else the input's own bytes are every module's unwind data.
+// else the input's own bytes are every module's unwind data. The trace of the dump's flow
+// log, and of the file read as an exit log, keeps the format's rules whatever the log holds.
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <optional>
+#include <string_view>
 #include <variant>
 
+#include "tests/lumo_dump_trace/trace_rules.h"
 #include "tools/lumo-dump/lib/dump_report.h"
+#include "tools/lumo-dump/lib/flow_trace.h"
 
 namespace {
 
@@ -69,6 +74,12 @@ class InputAsModules final : public LumoDump::ModuleData {
     LumoDump::UnwindImage m_unwind;
 };
 
+void CheckRules(const std::string& trace) {
+    if (!TraceRuleBreaks(trace).empty()) {
+        std::abort();
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -80,6 +91,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                           {}};
         LumoDump::TextReport(*dump, findings);
         LumoDump::JsonReport(*dump, findings);
+        CheckRules(LumoDump::DumpTrace(*dump, findings));
+    }
+    const std::string_view text(reinterpret_cast<const char*>(data), size);
+    if (const auto trace = LumoDump::ExitLogTrace(text, "fuzz")) {
+        CheckRules(*trace);
     }
     return 0;
 }

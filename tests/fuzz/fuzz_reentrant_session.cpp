@@ -17,9 +17,10 @@
 #include <utility>
 #include <vector>
 
+#include "lumo/api/client.h"
 #include "platform/kept_exception.h"
 #include "platform/service.h"
-#include "service_api/client/client.h"
+#include "service_api/core/core.h"
 #include "tests/service_api_connection/service_peer.h"
 
 using namespace Quorvel::Lumo::Api;

@@ -1,6 +1,7 @@
-#include "service_api/client/client.h"
+#include "lumo/api/client.h"
+#include "lumo/api/display_texts.h"
 #include "service_api/client/command_sender.h"
-#include "service_api/client/display_texts.h"
+#include "service_api/core/core.h"
 #include "tests/service_api_client/connected_client.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "service_api/client/client.h"
+#include "lumo/api/client.h"
 
 #include "platform/kept_exception.h"
 #include "tests/service_api_client/connected_client.h"

@@ -3,7 +3,7 @@
 // pointer is valid.
 #pragma once
 
-#include "service_api/client/client.h"
+#include "lumo/api/client.h"
 #include "service_api/client/client_messages.h"
 #include "tools/common/words.h"
 

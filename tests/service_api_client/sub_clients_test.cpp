@@ -1,5 +1,6 @@
+#include "lumo/api/client.h"
 #include "platform/service.h"
-#include "service_api/client/client.h"
+#include "service_api/client/observable.h"
 #include "tests/service_api_client/connected_client.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "service_api/core/archive.h"
+#include "lumo/api/archive.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

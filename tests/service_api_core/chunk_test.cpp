@@ -1,4 +1,4 @@
-#include "service_api/core/chunk.h"
+#include "service_api/core/outgoing_message.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

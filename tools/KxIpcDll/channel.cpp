@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "tools/KxIpcDll/KxIpcDll.h"
+#include "kxipc/KxIpcDll.h"
 
 namespace KxIpc {
 

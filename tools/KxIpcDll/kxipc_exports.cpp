@@ -3,7 +3,7 @@
 #include <memory>
 #include <mutex>
 
-#include "tools/KxIpcDll/KxIpcDll.h"
+#include "kxipc/KxIpcDll.h"
 #include "tools/KxIpcDll/channel.h"
 
 namespace {

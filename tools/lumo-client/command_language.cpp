@@ -4,11 +4,11 @@
 #include <charconv>
 #include <cmath>
 #include <map>
-#include <optional>
 #include <memory>
+#include <optional>
 #include <utility>
 
-#include "service_api/core/archive.h"
+#include "lumo/api/archive.h"
 #include "tools/common/utf.h"
 #include "tools/common/words.h"
 

@@ -14,7 +14,7 @@
 #include <string_view>
 #include <vector>
 
-#include "service_api/client/client.h"
+#include "lumo/api/client.h"
 
 namespace LumoClient {
 

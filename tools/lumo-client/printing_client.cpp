@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "service_api/client/payload_decoders.h"
 #include "tools/lumo-client/command_language.h"
 
 namespace LumoClient {

@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "service_api/client/client.h"
+#include "lumo/api/client.h"
 #include "service_api/client/client_messages.h"
 #include "tools/common/json_line.h"
 

@@ -10,11 +10,13 @@
 
 #include "tools/common/version.h"
 #include "tools/lumo-dump/lib/dump_report.h"
+#include "tools/lumo-dump/lib/flow_trace.h"
 #include "tools/lumo-dump/lib/module_files.h"
 
 namespace {
 
 const char kUsage[] = R"usage(usage: lumo-dump [--json] [--threads] [--modules DIR]... FILE.dmp
+       lumo-dump --trace OUT.json [--modules DIR]... FILE
        lumo-dump --version | --help
 
 Prints what a crash dump of LumoDiscoveryHelper holds: the exception (its code, with its
@@ -45,6 +47,13 @@ With --json, one JSON object a line:
    "stackPointer":N,"function":TEXT,"file":TEXT,"line":N,"scanned":BOOL}
                                         one for each frame, top first
   {"event":"flow","line":TEXT}          one for each line of the flow log
+With --trace, FILE is a crash dump or an exit log of the helper, and OUT.json gets its flow
+log as a timeline in the Trace Event Format, which Perfetto, chrome://tracing and speedscope
+open: a track per thread, scopes as nested slices, every other entry as a mark that carries
+its text, and a crash's exception as the faulting thread's last mark, with its stack. Its
+functions that the flow log saw are drawn open until the fault. A slice the log holds only
+in part says so in its "cut" argument.
+
 Exit status: 0, or 2 for a bad command line or a file that is not a readable minidump (one
 line on stderr says why).
 )usage";
@@ -57,6 +66,7 @@ int Fail(const std::string& why) {
 struct Options {
     bool json = false;
     bool threads = false;
+    std::optional<std::string> trace;
     std::vector<std::filesystem::path> folders;
     std::vector<std::string> files;
 };
@@ -68,6 +78,8 @@ std::optional<Options> Parse(const std::vector<std::string>& arguments) {
             options.json = true;
         } else if (arguments[i] == "--threads") {
             options.threads = true;
+        } else if (arguments[i] == "--trace" && i + 1 < arguments.size()) {
+            options.trace = arguments[++i];
         } else if (arguments[i] == "--modules" && i + 1 < arguments.size()) {
             options.folders.emplace_back(arguments[++i]);
         } else if (arguments[i].starts_with("--")) {
@@ -77,6 +89,14 @@ std::optional<Options> Parse(const std::vector<std::string>& arguments) {
         }
     }
     return options.files.size() == 1 ? std::optional(options) : std::nullopt;
+}
+
+int WriteTrace(const std::string& path, const std::string& trace) {
+    std::ofstream out(path, std::ios::binary);
+    if (!out.write(trace.data(), static_cast<std::streamsize>(trace.size())) || !out.flush()) {
+        return Fail("cannot write " + path);
+    }
+    return 0;
 }
 
 }  // namespace
@@ -104,7 +124,10 @@ int main(int argc, char** argv) {
                                           std::istreambuf_iterator<char>());
     const auto read = LumoDump::ReadMinidump(bytes);
     if (const auto* why = std::get_if<std::string>(&read)) {
-        return Fail(path + ": " + *why);
+        const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+        const auto trace = options->trace ? LumoDump::ExitLogTrace(text, path) : std::nullopt;
+        return trace ? WriteTrace(*options->trace, *trace)
+                     : Fail(path + ": " + *why + (options->trace ? ", nor an exit log" : ""));
     }
     const auto& dump = std::get<LumoDump::Minidump>(read);
     if (options->folders.empty()) {
@@ -119,6 +142,9 @@ int main(int argc, char** argv) {
     const LumoDump::Findings findings{LumoDump::CxxThrownType(dump, files),
                                       LumoDump::ThreadStacks(dump, files, options->threads),
                                       files.PassedOver()};
+    if (options->trace) {
+        return WriteTrace(*options->trace, LumoDump::DumpTrace(dump, findings));
+    }
     if (options->json) {
         for (const auto& line : LumoDump::JsonReport(dump, findings)) {
             std::puts(line.Text().c_str());

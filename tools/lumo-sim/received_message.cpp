@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "service_api/core/chunk.h"
+#include "lumo/api/chunk.h"
 #include "service_api/core/des.h"
 #include "tools/common/words.h"
 #include "tools/lumo-sim/request_decoder.h"

@@ -93,6 +93,15 @@ Parser SetName(bool fillsRecord) {
     };
 }
 
+std::optional<std::string> SetRecipient(const Words&, std::string_view rest, Command& command) {
+    const auto title = Utf8ToUtf16(rest);
+    if (!title) {
+        return "the title is not valid UTF-8";
+    }
+    command.apply = [t = *title](SimSettings& settings) { settings.recipient = t; };
+    return std::nullopt;
+}
+
 Parser Wait(CommandKind kind) {
     return [kind](const Words& words, std::string_view,
                   Command& command) -> std::optional<std::string> {
@@ -290,6 +299,7 @@ const std::map<std::string, Parser, std::less<>>& Settings() {
                                  [](SimSettings& s, std::uint8_t v) { s.instrument.subType = v; })},
         {"name", SetName(false)},
         {"name-fill", SetName(true)},
+        {"recipient", SetRecipient},
         {"version1", SetVersion("MAJOR.MINOR (MAJOR up to 4294967295, MINOR up to 255)", 0xFFFFFFFF,
                                 [](SimSettings& s, std::uint32_t major, std::uint8_t minor) {
                                     s.instrument.version1Major = major;

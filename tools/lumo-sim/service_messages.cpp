@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "service_api/core/chunk.h"
+#include "lumo/api/chunk.h"
 
 namespace LumoSim {
 namespace {

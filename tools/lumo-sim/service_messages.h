@@ -53,6 +53,8 @@ struct SimSettings {
     bool answerInside = false;  // answers go out from inside the request's WM_COPYDATA
     // By request id; kAnyRequest for every request without an answer of its own.
     std::map<std::uint32_t, Answer> answers;
+    // The title of the top-level window that sends go to; empty: the registered client.
+    std::u16string recipient;
 };
 
 // A service-to-client message before framing.

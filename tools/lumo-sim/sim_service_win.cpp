@@ -1,7 +1,7 @@
 #include "tools/lumo-sim/sim_service_win.h"
 
+#include "lumo/api/chunk.h"
 #include "platform/local_time.h"
-#include "service_api/core/chunk.h"
 #include "tools/common/message_pump_win.h"
 #include "tools/common/utf.h"
 #include "tools/lumo-sim/received_message.h"
@@ -163,7 +163,20 @@ bool SimService::PumpUntil(std::uint32_t milliseconds, const std::function<bool(
 }
 
 bool SimService::Send(const Command& command) {
-    return Deliver(command.message(settings_), "sent");
+    const ServiceMessage message = command.message(settings_);
+    if (settings_.recipient.empty()) {
+        return Deliver(message, "sent", client_);
+    }
+    // Looked up before the send's clock is read, so that a send to the recipient is timed
+    // as one to the client is.
+    const std::wstring title(settings_.recipient.begin(), settings_.recipient.end());
+    const HWND recipient = FindWindowW(nullptr, title.c_str());
+    if (recipient == nullptr) {
+        output_.Print(output_.Line("error").Add(
+            "text", "no window titled " + Utf16ToUtf8(settings_.recipient)));
+        return false;
+    }
+    return Deliver(message, "sent", recipient);
 }
 
 void SimService::QueueAnswer(std::uint32_t requestId) {
@@ -184,11 +197,11 @@ void SimService::SendQueuedAnswers() {
     while (!queuedAnswers_.empty()) {
         const ServiceMessage answer = queuedAnswers_.front();
         queuedAnswers_.erase(queuedAnswers_.begin());
-        Deliver(answer, "answered");
+        Deliver(answer, "answered", client_);
     }
 }
 
-bool SimService::Deliver(const ServiceMessage& message, const char* event) {
+bool SimService::Deliver(const ServiceMessage& message, const char* event, HWND to) {
     JsonLine line = output_.Line(event);
     line.Add("clockUs", LumoTools::MonotonicMicroseconds())
         .Add("messageId", message.messageId)
@@ -196,7 +209,7 @@ bool SimService::Deliver(const ServiceMessage& message, const char* event) {
         .Add("argument2", message.argument2)
         .Add("payloadSize", message.payload.size());
     AddSentDetails(line, message, settings_);
-    if (client_ == nullptr) {
+    if (to == nullptr) {
         output_.Print(line.Add("delivered", false).Add("error", "no client is registered"));
         return false;
     }
@@ -206,9 +219,9 @@ bool SimService::Deliver(const ServiceMessage& message, const char* event) {
     DWORD_PTR answer = 0;
     // SMTO_NORMAL keeps the client's nested sends to us flowing while we wait.
     const LRESULT sent =
-        SendMessageTimeoutW(client_, WM_COPYDATA, reinterpret_cast<WPARAM>(window_),
+        SendMessageTimeoutW(to, WM_COPYDATA, reinterpret_cast<WPARAM>(window_),
                             reinterpret_cast<LPARAM>(&data), SMTO_NORMAL, kSendTimeoutMs, &answer);
-    line.Add("clientWindow", LowBits(client_)).Add("size", block.size());
+    line.Add("clientWindow", LowBits(to)).Add("size", block.size());
     if (sent == 0) {
         output_.Print(line.Add("delivered", false).Add("lastError", GetLastError()));
         return false;

@@ -39,8 +39,9 @@ class SimService {
 
     bool Broadcast();
     bool Send(const Command& command);
-    // Sends `message` to the registered client and prints it as `event`.
-    bool Deliver(const ServiceMessage& message, const char* event);
+    // Sends `message` to the window `to` (the registered client, or nobody when none is)
+    // and prints it as `event`.
+    bool Deliver(const ServiceMessage& message, const char* event, HWND to);
     // Queues the scripted answer to a request; it goes out once the request's send is over.
     void QueueAnswer(std::uint32_t requestId);
     void SendQueuedAnswers();

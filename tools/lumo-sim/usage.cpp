@@ -46,6 +46,10 @@ Numbers are decimal or hexadecimal with 0x; HEX is an even number of hex digits.
   set record-size N             bytes of the instrument record sent, 0..65535 (default
                                 700; less cuts it, more pads it with zeros)
   set status N                  measurement status word (default 0x00200000, reliable)
+  set recipient [TITLE]         later sends go to the top-level window titled TITLE,
+                                looked up at each send, instead of the registered client
+                                (a floor program that takes the same blocks); without
+                                TITLE, to the client again. Answers still go to the client.
 
   send instrument               1000 with the instrument record:
                                   0 u8 version1 minor, 1 u8 version2 major,
@@ -58,8 +62,9 @@ Numbers are decimal or hexadecimal with 0x; HEX is an even number of hex digits.
   send message ID A1 A2 [HEX]   any message: chunk (ID, A1, A2) and payload HEX
   send raw [HEX]                the block HEX as it is, no chunk header: a malformed one
 
-Every message goes to the registered client's window with WM_COPYDATA, framed as the
-service frames: the 32-byte chunk header followed directly by the payload.
+Every message goes to the registered client's window (or the recipient's) with
+WM_COPYDATA, framed as the service frames: the 32-byte chunk header followed directly by
+the payload.
 
 Output: one JSON object a line on stdout, each with "t" (milliseconds since start) and
 "event"; sends, receipts, broadcasts and a destroyed window also carry "clockUs", the
@@ -79,8 +84,9 @@ machine's monotonic clock in microseconds (as dds-listen's datagrams do):
   client-registered clientWindow
   client-forgotten  clientWindow, reason ("unregistered", "window gone" or "service
                     window destroyed")
-  sent              messageId, argument1, argument2, payloadSize, clientWindow, size,
-                    delivered, answer (what the client's window procedure returned) or
+  sent              messageId, argument1, argument2, payloadSize, clientWindow (the
+                    recipient's window when one is set), size, delivered, answer (what
+                    the receiving window procedure returned) or
                     error/lastError; for 1000 also name, nameFillsRecord, type, subType,
                     version1Major, version1Minor, version2Major, version2Minor; for 1002
                     status

@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "helper/plugin_messages.h"
-#include "tools/KxIpcDll/KxIpcDll.h"
+#include "kxipc/KxIpcDll.h"
 #include "tools/common/words.h"
 
 namespace PluginSim {

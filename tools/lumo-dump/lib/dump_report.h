@@ -19,6 +19,9 @@ struct Findings {
     std::vector<std::string> passedOver;  // module files not used, and why
 };
 
+// One frame as the text report prints it: "  #0 address module+offset function file:line\n".
+std::string FrameText(std::size_t index, const StackFrame& frame);
+
 std::string TextReport(const Minidump& dump, const Findings& findings);
 std::vector<LumoTools::JsonLine> JsonReport(const Minidump& dump, const Findings& findings);
 
