@@ -108,8 +108,6 @@ TEST(X64Unwind, UndoesEachCodeOfTheFunctionsUnwindInformation) {
          kReturn,
          kRsp + 0x20,
          0x1111},
-        {"saves addressed from the frame pointer", kFramePointer, 0x1020, true, framed,
-         Unwound::kCaller, kReturn, kFrameBase + 0x40},
         {"far save; xmm saves skipped by their size",
          {1, 9, 9, 0, 9, 0x69, 0, 1, 0, 0, 9, 0x78, 1, 0, 9, 0x35, 8, 0, 0, 0, 4, 0x22},
          0x1010,
