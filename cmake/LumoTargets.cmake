@@ -82,3 +82,21 @@ function(lumo_program name)
         lumo_version_resource(${name} "${ARG_DESCRIPTION}")
     endif()
 endfunction()
+
+# lumo_split_debug_info(<target>)
+# In the Windows build, the program ships without its debug information, which goes beside it
+# in "<file>.debug", a file of its own that a debugger and lumo-dump find through the link
+# left in the program. objcopy stamps the images it writes with the time unless told a fixed
+# one, which would make two builds of one commit differ.
+function(lumo_split_debug_info target)
+    if(NOT WIN32 OR NOT CMAKE_OBJCOPY)
+        return()
+    endif()
+    set(objcopy ${CMAKE_COMMAND} -E env SOURCE_DATE_EPOCH=0 ${CMAKE_OBJCOPY})
+    add_custom_command(TARGET ${target} POST_BUILD
+        COMMAND ${objcopy} --only-keep-debug $<TARGET_FILE:${target}>
+                $<TARGET_FILE:${target}>.debug
+        COMMAND ${objcopy} --strip-debug --add-gnu-debuglink=$<TARGET_FILE:${target}>.debug
+                $<TARGET_FILE:${target}>
+        VERBATIM)
+endfunction()

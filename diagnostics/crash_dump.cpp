@@ -2,8 +2,8 @@
 
 #include "diagnostics/flow_point.h"
 #include "diagnostics/log_files.h"
-#include "platform/clock.h"
 #include "platform/service.h"
+#include "platform/structured_guard.h"
 
 #include <atomic>
 #include <string>
@@ -86,7 +86,7 @@ bool WriteMiniDump(Orvane::Platform::DumpFile file, Orvane::Platform::ExceptionP
     const Orvane::Platform::DumpUserStream stream{userStreamType, userStreamSize, userStreamBuffer};
     std::uint32_t lastError = 0;
     const int result =
-        Writer().WriteDump(file, kCrashDumpType, Orvane::Platform::CurrentThreadId(), exception,
+        Writer().WriteDump(file, kCrashDumpType, Orvane::Platform::FaultingThreadId(), exception,
                            userStreamType != 0 ? &stream : nullptr, lastError);
     if (result == 1)
         return true;

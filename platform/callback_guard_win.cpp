@@ -22,6 +22,7 @@ extern "C" LONG LumoCallbackGuardFilter(EXCEPTION_POINTERS* exception, void*) {
         return EXCEPTION_CONTINUE_SEARCH;
     Orvane::Platform::HandOverFault(exception);
     stoppedFault = code;
+    Orvane::Platform::LandAfterStackOverflow(exception);
     return EXCEPTION_EXECUTE_HANDLER;
 }
 
@@ -29,9 +30,12 @@ namespace {
 
 // Built under the same constraints as the run's guard (structured_guard_win.cpp). Whether
 // body returned cannot be told by a local: the compiler does not know of the jump here.
-__attribute__((noipa)) void CallUnderCallbackGuard(void (*body)(void*), void* context) {
-    __try1(LumoCallbackGuardFilter) body(context);
-    __except1;
+__attribute__((noipa)) void CallUnderCallbackGuard(void (*body)(void*), void* context,
+                                                   void** landing) {
+    if (__builtin_setjmp(landing) == 0) {
+        __try1(LumoCallbackGuardFilter) body(context);
+        __except1;
+    }
 }
 
 }  // namespace
@@ -40,7 +44,10 @@ namespace Orvane::Platform {
 
 void RunCallbackGuarded(void (*body)(void*), void* context) {
     stoppedFault = 0;
-    CallUnderCallbackGuard(body, context);
+    {
+        OverflowLanding landing;
+        CallUnderCallbackGuard(body, context, landing.Buffer());
+    }
     if (const DWORD code = std::exchange(stoppedFault, 0))
         throw StructuredFault{static_cast<std::uint32_t>(code)};
 }

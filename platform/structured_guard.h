@@ -10,8 +10,9 @@ namespace Orvane::Platform {
 
 // Runs body(context). When an exception escapes body (a machine fault, an exception raised
 // through the system, or a C++ exception that no handler inside body took), onFault is
-// called with it on the failing thread, while the failing frames are still intact (a dump
-// then shows them), and the run ends normally, without the rest of body. C++ exceptions
+// called with it while the failing frames are still intact (a dump then shows them), on the
+// failing thread or, for a stack overflow, on a thread with stack while the failing one
+// waits; and the run ends normally, without the rest of body. C++ exceptions
 // caught inside body work as usual. Without structured exceptions (Linux) only an escaping
 // C++ exception ends the run, and onFault gets no exception pointers.
 void RunStructuredGuarded(void (*body)(void*), void* context, void (*onFault)(ExceptionPointers*));
@@ -23,6 +24,11 @@ void RunStructuredGuarded(void (*body)(void*), void* context, void (*onFault)(Ex
 // StructuredFault, which ends that run without reaching onFault a second time. C++
 // exceptions pass through untouched. Without structured exceptions this is body(context).
 void RunCallbackGuarded(void (*body)(void*), void* context);
+
+// The thread whose fault the calling onFault handles: the calling thread, unless it is the
+// thread that onFault runs on for a stack overflow, which leaves the faulting thread too
+// little stack. Elsewhere the calling thread.
+std::uint32_t FaultingThreadId();
 
 // A structured exception from a callback, already handed to the guard's onFault.
 struct StructuredFault {

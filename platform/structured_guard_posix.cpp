@@ -1,5 +1,7 @@
 #include "platform/structured_guard.h"
 
+#include "platform/clock.h"
+
 namespace Orvane::Platform {
 
 void RunStructuredGuarded(void (*body)(void*), void* context, void (*onFault)(ExceptionPointers*)) {
@@ -12,6 +14,10 @@ void RunStructuredGuarded(void (*body)(void*), void* context, void (*onFault)(Ex
 
 void RunCallbackGuarded(void (*body)(void*), void* context) {
     body(context);
+}
+
+std::uint32_t FaultingThreadId() {
+    return CurrentThreadId();
 }
 
 }  // namespace Orvane::Platform

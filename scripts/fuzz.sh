@@ -36,7 +36,8 @@ for target in "${targets[@]}"; do
     findings=0
     max_len=4096
     [ "$target" = archive ] && max_len=65536
-    [ "$target" = minidump ] && max_len=1048576  # real dumps are half a megabyte
+    # Real dumps are half a megabyte; with the program file after them, up to 2.5 MB.
+    [ "$target" = minidump ] && max_len=4194304
     [ "$target" = module_symbols ] && max_len=65536
     (cd build/fuzz && "bin/fuzz_$target" -runs="$runs" -max_total_time="$seconds" -max_len="$max_len" -print_final_stats=1 \
         "corpus/$target" "../../tests/fuzz/corpus/$target") >"$log" 2>&1 || findings=1

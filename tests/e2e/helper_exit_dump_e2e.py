@@ -3,10 +3,11 @@
 starts the real helper and tells it to end; debug-listen reads its debugger texts. The
 registry value is set with the system's own tool and the log folder is looked at from
 outside: only value 1 with the folder present gives one exit log, holding that run's flow.
-A helper whose service callback throws or faults leaves a crash dump beside it, and lumo-dump
-walks the dump's stack to the place in our code, which the toolchain's own address-to-line tool
-names too. The dump and the exit log of a crash, turned into traces by lumo-dump, open in a
-real trace viewer."""
+A helper whose service callback throws, faults or overflows its stack leaves a crash dump
+beside it; lumo-dump, given the stripped helper beside its debug file as the release lays them
+out, walks the dump's stack as the system's own unwinder did and names our frames as the
+toolchain's address-to-line tool does. The dump and the exit log of a crash, turned into traces
+by lumo-dump, open in a real trace viewer."""
 import json
 import os
 import re
@@ -15,6 +16,7 @@ import subprocess
 import time
 from itertools import groupby
 
+import stack_oracle
 from exit_log_machine import EXIT_LOG_NAME, ExitLogMachine, stamps_between
 from wine_program import CLIENT_STARTED, MINUS_ONE, WineTest, main, windows_path
 
@@ -24,7 +26,7 @@ DONE = "Talvex | FlowLogDumpOnExitHelper - done."
 ENTRY = re.compile(r"^% (\S+).* in_class LumoDiscoveryPluginHelper at (\S+) for_object ")
 CALENDAR = re.compile(r" is approximately \d+ms past (.+)$")
 GCC_CXX_EXCEPTION = 0x20474343
-ACCESS_VIOLATION = 0xC0000005
+ACCESS_VIOLATION, STACK_OVERFLOW = 0xC0000005, 0xC00000FD
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 VIEWER = os.path.join(ROOT, "tests", "e2e", "trace_viewer")
 OPEN = ' {"cut":"open at the fault: on the faulting thread\'s stack, entered at or before this start"}'
@@ -95,43 +97,6 @@ class HelperExitDumpTest(WineTest):
         self.assertEqual([t for t in texts if t in (CHECKING, DONE)], [CHECKING, DONE])
         return sorted(self.machine.files() - before)
 
-    def first_frame_in_our_code(self, reader, program):
-        """The faulting thread's first frame whose source file is in this tree, checked
-        against the toolchain's address-to-line tool on the program file."""
-        thread = reader.wait_for("exception")["threadId"]
-        frames = reader.events("frame", threadId=thread)
-        ours = [f for f in frames if f["file"] and os.path.isfile(os.path.join(ROOT, f["file"]))]
-        self.assertTrue(ours, frames)
-        frame = ours[0]
-        headers = subprocess.run(["x86_64-w64-mingw32-objdump", "-p", program],
-                                 capture_output=True, text=True, check=True).stdout
-        base = int(re.search(r"^ImageBase\s+([0-9a-fA-F]+)", headers, re.M).group(1), 16)
-        at = base + frame["offset"] - (frame["index"] > 0)  # a return address: its call
-        function, place = subprocess.run(
-            ["x86_64-w64-mingw32-addr2line", "-f", "-C", "-e", program, hex(at)],
-            capture_output=True, text=True, check=True).stdout.split("\n")[:2]
-        file, line = place.rsplit(":", 1)
-        self.assertEqual((os.path.basename(frame["file"]), frame["line"]),
-                         (os.path.basename(file), int(line.split()[0])), frames)
-        self.assertIn(function, frame["function"])  # the tool may leave out scope and types
-        return frame, frames
-
-    def test_a_fault_in_the_guarded_run_is_walked_to_its_function_and_line(self):
-        self.machine.provide_folder(True)
-        before = self.machine.files()
-        self.launch.run("faulting-run", "faulting-run.exe", []).finish()
-        [dump] = [os.path.join(self.machine.folder, n) for n in self.machine.files() - before]
-        reader = self.launch.run("lumo-dump", "lumo-dump.exe", ["--json", windows_path(dump)])
-        self.assertEqual(reader.finish(), 0, reader.text())
-        self.assertEqual(reader.wait_for("exception")["code"], ACCESS_VIOLATION)
-        frame, _ = self.first_frame_in_our_code(
-            reader, os.path.join(self.launch.bin, "faulting-run.exe"))
-        self.assertEqual((frame["index"], frame["scanned"]), (0, False))
-        self.assertIn("WriteThroughNull", frame["function"])
-        self.assertEqual((os.path.basename(frame["file"]), frame["line"]),
-                         ("faulting_run_win.cpp",
-                          source_line("tests/e2e/faulting_run_win.cpp", "// the fault")))
-
     def test_value_one_writes_that_runs_flow_log(self):
         new = self.run_helper(1, folder_present=True)
         self.assertEqual(len(new), 1, new)
@@ -164,8 +129,10 @@ class HelperExitDumpTest(WineTest):
         self.assertGreater(run_ms, self.plugin.wait_for("sent", code=1002)["t"] - started - 2000)
         self.assertLess(run_ms, self.plugin.wait_for("helper-exited")["t"] - started)
 
-    def fail_in_a_callback(self, helper_args, service_script, code, first_event):
-        """The throwing helper run until a service callback fails."""
+    def fail_in_a_callback(self, helper_args, service_script, code, first_event, modules=()):
+        """The throwing helper run until a service callback fails; the frames of its faulting
+        thread in lumo-dump's stack that lie in the helper, judged by the toolchain, and of
+        them those in this tree's sources."""
         self.machine.set_value(1)
         self.machine.provide_folder(True)
         before = self.machine.files()
@@ -188,13 +155,17 @@ class HelperExitDumpTest(WineTest):
         self.assertEqual(events()[0], first_event)
 
         new = sorted(self.machine.files() - before)
-        self.assertEqual(len(new), 2, new)
-        dump, log = (os.path.join(self.machine.folder, name) for name in new)
+        self.assertEqual(len(new), 3, new)
+        dump, record, log = (os.path.join(self.machine.folder, name) for name in new)
         self.dump, self.log = dump, log
         self.assertRegex(dump, r"LumoDiscoveryHelper_crash_\d{8}_\d{6}\.dmp$")
-        reader = self.launch.run("lumo-dump", "lumo-dump.exe", ["--json", windows_path(dump)])
+        # The stripped helper and its debug file, side by side as in the release.
+        folders = [self.launch.bin, *modules]
+        reader = self.launch.run("lumo-dump", "lumo-dump.exe", ["--json", *sum(
+            (["--modules", windows_path(f)] for f in folders), []), windows_path(dump)])
         self.assertEqual(reader.finish(), 0, reader.text())
-        self.assertEqual(reader.wait_for("exception")["code"], code)
+        self.assertEqual(reader.events("passed-over"), [])
+        thread = reader.wait_for("exception", code=code)["threadId"]
         self.reader = reader
         at_crash = [r["line"] for r in reader.events("flow")]
         with open(log, "rb") as exit_log:
@@ -206,29 +177,47 @@ class HelperExitDumpTest(WineTest):
         self.assertTrue(any(" in_class LumoDiscoveryPluginHelper at Run " in l for l in at_crash))
         self.assertFalse(any(l.startswith(pop) for l in at_crash))
         self.assertTrue(any(l.startswith(pop) for l in at_exit[len(at_crash):]))
+        # With the system's DLLs at hand every frame is walked by rule, as the system did.
+        program = stack_oracle.Program(os.path.join(self.launch.bin, "throwing-helper.exe"))
+        ours = stack_oracle.check_stack(
+            self, reader.events("frame", threadId=thread),
+            stack_oracle.read_record(dump) if modules else [], program)
+        return [f for f in ours if f["file"] and os.path.isfile(os.path.join(ROOT, f["file"]))]
 
     def test_an_exception_from_a_service_callback_is_recorded_and_withdraws_the_instrument(self):
-        self.fail_in_a_callback("", "send instrument\nwait 500\nsend message 2210 1 0\nwait 1000\n",
-                                GCC_CXX_EXCEPTION, first_event="announce")
+        ours = self.fail_in_a_callback(
+            "", "send instrument\nwait 500\nsend message 2210 1 0\nwait 1000\n",
+            GCC_CXX_EXCEPTION, first_event="announce")
         self.assertEqual(self.reader.wait_for("thrown")["type"], "std::runtime_error")
         # Raised in a system DLL that is not at hand: our frames are reached by the scan.
-        frame, frames = self.first_frame_in_our_code(
-            self.reader, os.path.join(self.launch.bin, "throwing-helper.exe"))
-        self.assertEqual(frame["function"], "Orvane::Platform::ThrowKeptException()")
-        self.assertEqual(frame["line"], source_line("platform/kept_exception.cpp", "rethrow_exception"))
+        self.assertEqual(ours[0]["function"], "Orvane::Platform::ThrowKeptException()")
+        self.assertEqual(ours[0]["line"],
+                         source_line("platform/kept_exception.cpp", "rethrow_exception"))
+        frames = self.reader.events("frame")
         self.assertTrue(next(f for f in frames if f["module"] == "throwing-helper.exe")["scanned"])
 
     def test_a_machine_fault_in_a_service_callback_is_recorded_and_ends_the_helper(self):
         # Unguarded, the system would drop the fault, and the helper run on unrecorded.
-        self.fail_in_a_callback("access-violation", "send instrument\nwait 500\nsend instrument\n"
-                                "wait 1000\n", ACCESS_VIOLATION, first_event="announce")
+        ours = self.fail_in_a_callback(
+            "access-violation", "send instrument\nwait 500\nsend instrument\nwait 1000\n",
+            ACCESS_VIOLATION, first_event="announce", modules=[stack_oracle.SYSTEM_DLLS])
         # The dump holds the faulting context: the fault itself is the first frame.
-        frame, frames = self.first_frame_in_our_code(
-            self.reader, os.path.join(self.launch.bin, "throwing-helper.exe"))
-        self.assertEqual((frame["index"], frame["scanned"]), (0, False))
-        self.assertIn("WriteThroughNowhere", frame["function"])
-        self.assertEqual(frame["line"], source_line("tests/e2e/throwing_helper_win.cpp", "*nowhere = 1"))
-        self.assertIn("OnInstrumentData", frames[1]["function"])
+        self.assertEqual((ours[0]["index"], ours[0]["function"]),
+                         (0, "(anonymous namespace)::WriteThroughNowhere()"))
+        self.assertIn("ThrowingHelper::OnInstrumentData", ours[1]["function"])
+
+    def test_a_stack_overflow_in_a_service_callback_is_recorded_and_ends_the_helper(self):
+        # Without a thread to write it on, the dump overflowed the stack again, and the helper
+        # ended at once with status 0: no dump, no withdrawal, no exit log.
+        ours = self.fail_in_a_callback(
+            "stack-overflow", "send instrument\nwait 500\nsend instrument\nwait 1000\n",
+            STACK_OVERFLOW, first_event="announce", modules=[stack_oracle.SYSTEM_DLLS])
+        # The stack probe saved two registers and has no unwind data: the recursing frame is
+        # found by scanning, and those above it by rule.
+        recursing = "(anonymous namespace)::RecurseWithoutEnd(int)"
+        self.assertEqual(self.reader.events("frame")[0]["function"], "___chkstk_ms")
+        self.assertEqual([(f["index"], f["function"], f["scanned"]) for f in ours[:3]],
+                         [(1, recursing, True), (2, recursing, False), (3, recursing, False)])
 
     def test_a_crash_and_its_exit_log_show_as_timelines_in_a_trace_viewer(self):
         # Rethrown in the run loop, the exception leaves a stack that is walked down to main.

@@ -13,15 +13,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!pe) {
         return 0;
     }
+    std::span<const std::uint8_t> functionTable;
     if (const auto directory = pe->Directory(LumoDump::kExceptionDirectory)) {
-        pe->BytesAt(directory->rva, directory->size);
+        functionTable = pe->BytesAt(directory->rva, directory->size).value_or(functionTable);
     }
-    const auto symbols = LumoDump::ModuleSymbols::Read(*pe);
-    if (const auto* found = std::get_if<LumoDump::ModuleSymbols>(&symbols)) {
-        for (const auto& section : pe->Sections()) {
-            found->Lookup(section.virtualAddress);
-            found->Lookup(section.virtualAddress + section.virtualSize / 2);
-        }
+    const auto symbols = LumoDump::ModuleSymbols::Read(*pe, functionTable);
+    for (const auto& section : pe->Sections()) {
+        symbols.Lookup(section.virtualAddress);
+        symbols.Lookup(section.virtualAddress + section.virtualSize / 2);
     }
     return 0;
 }

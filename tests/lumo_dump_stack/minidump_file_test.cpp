@@ -90,10 +90,12 @@ TEST(MinidumpFile, ReadsTheStreamsThatAStackWalkNeeds) {
     const std::uint32_t highAt = file.Append(high);
     Blob ranges64;
     Le(Le(Le(Le(ranges64, 0x3000, 8), 0x10, 8), 0x3010, 8), 0x10, 8);
+    Blob ranges = Range(0x1000, 8, low);  // and one inside a range of the 64-bit list
+    Le(Le(Le(ranges, 0x3004, 8), 2, 4), low, 4);
     file.Stream(kThreadListStream, List(1, 4, Thread(7, 0x4D0, context)))
         .Stream(0, {})
         .Stream(kModuleListStream, List(1, 4, Module(name)))
-        .Stream(kMemoryListStream, List(1, 4, Range(0x1000, 8, low)))
+        .Stream(kMemoryListStream, List(2, 4, ranges))
         .Stream(0, {})
         .Stream(kMemory64ListStream,
                 [&] {
@@ -126,6 +128,7 @@ TEST(MinidumpFile, ReadsTheStreamsThatAStackWalkNeeds) {
     EXPECT_EQ(at(0x1004, 4), (Blob{5, 6, 7, 8}));
     EXPECT_EQ(at(0x1004, 5), Blob{0xFF});  // past the range's end
     EXPECT_EQ(at(0x3018, 1), Blob{9});     // the second range of the 64-bit list
+    EXPECT_EQ(at(0x3006, 4), Blob(4));     // the range that holds it, not the one inside
     EXPECT_EQ(at(0x5000, 1), Blob{7});     // saved by the helper; an empty record holds nothing
     EXPECT_EQ(at(0x6000, 1), Blob{0xFF});
 }

@@ -29,12 +29,14 @@ Each frame of a stack gives its address, its module and the offset in it, and, w
 module's program file is at hand, the function and the source file and line. The program
 files are looked for in each --modules DIR in turn; by default in the dump's own folder,
 then in the folder of lumo-dump. A file counts only when it is the build that wrote the
-dump (same time stamp and image size). Names and lines come from "<file>.debug" beside
-the program file (the release ships LumoDiscoveryHelper.exe.debug), else from the file
-itself. Frames are found by the program files' unwind data; a frame in a module whose file
-is not at hand (such as the system's DLLs) is passed by scanning its stack for the first
-return address into a file at hand, and the frame found so is marked "(found by scanning
-the stack)".
+dump (same time stamp, image size and code). Names and lines come from the debug file that
+the program file links to, or "<file>.debug", beside it (the release ships
+LumoDiscoveryHelper.exe.debug), when it was split off that very file (its link's checksum,
+time stamp and sections), else from the file itself. Frames are found by the program files'
+unwind data; a frame in a module whose file is not at hand (such as the system's DLLs), or
+one whose unwind data gives no return address after a call, is passed by scanning its stack
+for the first return address into a file at hand, and the frame found so is marked "(found
+by scanning the stack)".
 
 With --json, one JSON object a line:
   {"event":"exception","code":N,"name":TEXT,"address":N,"threadId":N}
@@ -42,7 +44,8 @@ With --json, one JSON object a line:
   {"event":"written","utc":TEXT,"seconds":N}
   {"event":"passed-over","file":TEXT}   a program file of a module's name that was not used
   {"event":"frame","threadId":N,"index":N,"address":N,"module":TEXT,"offset":N,
-   "function":TEXT,"file":TEXT,"line":N,"scanned":BOOL}   one for each frame, top first
+   "stackPointer":N,"function":TEXT,"file":TEXT,"line":N,"scanned":BOOL}
+                                        one for each frame, top first
   {"event":"flow","line":TEXT}          one for each line of the flow log
 With --trace, FILE is a crash dump or an exit log of the helper, and OUT.json gets its flow
 log as a timeline in the Trace Event Format, which Perfetto, chrome://tracing and speedscope

@@ -141,6 +141,7 @@ std::vector<LumoTools::JsonLine> JsonReport(const Minidump& dump, const Findings
                                 .Add("address", frame.address)
                                 .Add("module", ModuleName(frame))
                                 .Add("offset", Offset(frame))
+                                .Add("stackPointer", frame.stackPointer)
                                 .Add("function", place.function)
                                 .Add("file", place.file.empty() ? "" : SourcePath(place.file))
                                 .Add("line", place.line)

@@ -16,7 +16,7 @@ constexpr std::uint64_t kContentPath = 1, kContentDirectoryIndex = 2;
 
 constexpr std::uint8_t kCopy = 1, kAdvancePc = 2, kAdvanceLine = 3, kSetFile = 4, kConstAddPc = 8,
                        kFixedAdvancePc = 9;
-constexpr std::uint8_t kEndSequence = 1, kSetAddress = 2;
+constexpr std::uint8_t kEndSequence = 1, kSetAddress = 2, kDefineFile = 3;
 
 using Table = std::vector<LineTable::File>;
 
@@ -138,20 +138,29 @@ class Unit {
 
   private:
     std::optional<std::string> ReadNamesBefore5(ByteCursor& fields) {
-        std::vector<std::string_view> directories{""};
+        m_directories = {""};
         for (std::string_view d = fields.CString(); !d.empty(); d = fields.CString()) {
-            directories.push_back(d);
+            m_directories.push_back(d);
         }
         m_files.push_back({});  // numbered from 1
         for (std::string_view name = fields.CString(); !name.empty(); name = fields.CString()) {
-            const std::uint64_t directory = fields.Uleb128();
-            fields.Uleb128();  // time
-            fields.Uleb128();  // size
-            if (directory >= directories.size()) {
-                return "a file names directory " + std::to_string(directory);
+            if (auto why = AddFile(name, fields)) {
+                return why;
             }
-            m_files.push_back({"", directories[directory], name});
         }
+        return std::nullopt;
+    }
+
+    // A file entry before version 5, in the header or defined by the line program: its name,
+    // then its directory, time and size.
+    std::optional<std::string> AddFile(std::string_view name, ByteCursor& fields) {
+        const std::uint64_t directory = fields.Uleb128();
+        fields.Uleb128();  // time
+        fields.Uleb128();  // size
+        if (directory >= m_directories.size()) {
+            return "a file names directory " + std::to_string(directory);
+        }
+        m_files.push_back({"", m_directories[directory], name});
         return std::nullopt;
     }
 
@@ -259,6 +268,16 @@ class Unit {
             Reset();
             return why;
         }
+        if (code == kDefineFile && m_version < 5) {
+            const std::string_view name = operation.CString();
+            if (auto why = AddFile(name, operation)) {
+                return why;
+            }
+            if (operation.Failed()) {
+                return std::string("a file definition runs past its operation");
+            }
+            return std::nullopt;
+        }
         if (code == kSetAddress) {
             if (operation.Remaining() > std::min<std::size_t>(m_addressSize, 8) ||
                 operation.Remaining() == 0) {
@@ -311,6 +330,7 @@ class Unit {
     std::uint8_t m_lineRange = 1;
     std::uint8_t m_opcodeBase = 1;
     std::span<const std::uint8_t> m_argumentCounts;
+    std::vector<std::string_view> m_directories;  // before version 5: the unit's, numbered from 1
     std::size_t m_fileBase = 0;
     std::size_t m_sequenceStart = 0;
     std::uint64_t m_address = 0;

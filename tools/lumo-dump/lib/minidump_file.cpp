@@ -210,11 +210,25 @@ std::variant<Minidump, std::string> ReadMinidump(Bytes file) {
     }
     std::stable_sort(dump.memory.begin(), dump.memory.end(),
                      [](const MemoryRange& a, const MemoryRange& b) { return a.start < b.start; });
+    // Where ranges overlap, the first keeps its bytes and a later one keeps only what lies
+    // beyond everything before it, so that a look-up finds an address in the one range that
+    // starts last at or before it.
+    std::vector<MemoryRange> apart;
+    for (const MemoryRange& range : dump.memory) {
+        const std::uint64_t reached =
+            apart.empty() ? 0 : apart.back().start + apart.back().bytes.size();
+        if (apart.empty() || range.start >= reached) {
+            apart.push_back(range);
+        } else if (range.start + range.bytes.size() > reached) {
+            apart.push_back({reached, range.bytes.subspan(reached - range.start)});
+        }
+    }
+    dump.memory = std::move(apart);
     return dump;
 }
 
 std::optional<Bytes> MemoryAt(const Minidump& dump, std::uint64_t address, std::size_t size) {
-    // The last range that starts at or before the address (ranges do not overlap).
+    // The last range that starts at or before the address (ranges are kept apart).
     const auto after =
         std::upper_bound(dump.memory.begin(), dump.memory.end(), address,
                          [](std::uint64_t a, const MemoryRange& range) { return a < range.start; });

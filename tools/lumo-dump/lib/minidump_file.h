@@ -59,7 +59,7 @@ struct Minidump {
     std::optional<std::string_view> flowLog;  // into the file's bytes
     std::vector<DumpThread> threads;
     std::vector<DumpModule> modules;
-    std::vector<MemoryRange> memory;  // by start
+    std::vector<MemoryRange> memory;  // by start, none overlapping another
 };
 
 // The dump, or why the bytes are not one (a line for the user).

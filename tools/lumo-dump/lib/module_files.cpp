@@ -5,6 +5,8 @@
 #include <fstream>
 #include <iterator>
 
+#include "tools/lumo-dump/lib/byte_cursor.h"
+
 namespace LumoDump {
 namespace {
 
@@ -90,27 +92,95 @@ std::variant<PeImage, std::string> SameBuild(const std::vector<std::uint8_t>& by
     return read;
 }
 
+// The checksum that a debug link holds of its file (CRC-32 as zip and Ethernet compute it).
+std::uint32_t Crc32(std::span<const std::uint8_t> bytes) {
+    std::uint32_t crc = 0xFFFFFFFF;
+    for (const std::uint8_t byte : bytes) {
+        crc ^= byte;
+        for (int bit = 0; bit < 8; ++bit) {
+            crc = crc >> 1 ^ (0xEDB88320 & (0 - (crc & 1)));
+        }
+    }
+    return ~crc;
+}
+
+// The debug file that a stripped program links to: its name, beside the program, and the
+// checksum of its bytes.
+struct DebugLink {
+    std::string name;
+    std::uint32_t crc;
+};
+
+std::optional<DebugLink> LinkOf(const PeImage& program) {
+    const auto section = program.SectionBytes(".gnu_debuglink");
+    if (!section) {
+        return std::nullopt;
+    }
+    ByteCursor cursor(*section);
+    const std::string_view name = cursor.CString();
+    cursor.Skip((4 - cursor.Offset() % 4) % 4);
+    const std::uint32_t crc = cursor.U32();
+    if (cursor.Failed() || name.empty() || name.find_first_of("/\\") != std::string_view::npos) {
+        return std::nullopt;
+    }
+    return DebugLink{std::string(name), crc};
+}
+
+// The debug image in `bytes` if it was split off the program file, or why not. Its image size
+// counts the debug sections and its code is gone; what the split keeps is the time stamp and
+// the place of each section, and a stripped program's link holds the debug file's checksum.
+std::variant<PeImage, std::string> SplitOff(const std::vector<std::uint8_t>& bytes,
+                                            const PeImage& program,
+                                            const std::optional<DebugLink>& link) {
+    auto read = PeImage::Read(bytes);
+    const PeImage* image = std::get_if<PeImage>(&read);
+    if (!image) {
+        return read;
+    }
+    if (link && Crc32(bytes) != link->crc) {
+        return "another build (its checksum " + Hex(Crc32(bytes)) + ", the link's " +
+               Hex(link->crc) + ")";
+    }
+    const auto placed = [image](const PeSection& wanted) {
+        return std::any_of(
+            image->Sections().begin(), image->Sections().end(), [&](const PeSection& s) {
+                return s.name == wanted.name && s.virtualAddress == wanted.virtualAddress &&
+                       s.virtualSize == wanted.virtualSize;
+            });
+    };
+    constexpr std::uint32_t kCode = 0x20;
+    if (image->TimeDateStamp() != program.TimeDateStamp() ||
+        !std::all_of(program.Sections().begin(), program.Sections().end(), [&](const PeSection& s) {
+            return !(s.characteristics & kCode) || placed(s);
+        })) {
+        return std::string("another build (its time stamp or code sections differ)");
+    }
+    return read;
+}
+
 // Names and lines from the debug file beside the program file, else from the program file.
-void ReadSymbols(ModuleFile& file, const Minidump& dump, const DumpModule& module,
-                 std::vector<std::string>& passedOver) {
-    std::filesystem::path debug = file.path;
-    debug += ".debug";
+void ReadSymbols(ModuleFile& file, std::vector<std::string>& passedOver) {
+    const auto link = LinkOf(*file.image);
+    const std::filesystem::path debug = link ? file.path.parent_path() / link->name
+                                             : std::filesystem::path(file.path.string() + ".debug");
     const PeImage* source = &*file.image;
     if (std::filesystem::exists(debug)) {
         file.debugBytes = Contents(debug);
-        auto read = SameBuild(file.debugBytes, dump, module);
+        auto read = SplitOff(file.debugBytes, *file.image, link);
         if (auto* image = std::get_if<PeImage>(&read)) {
             source = &file.debugImage.emplace(std::move(*image));
         } else {
             passedOver.push_back(debug.string() + ": " + std::get<std::string>(read));
         }
     }
-    auto symbols = ModuleSymbols::Read(*source);
-    if (auto* read = std::get_if<ModuleSymbols>(&symbols)) {
-        file.symbols.emplace(std::move(*read));
-    } else {
-        passedOver.push_back(file.path.string() + ": no names or lines (" +
-                             std::get<std::string>(symbols) + ")");
+    const PeDirectory table =
+        file.image->Directory(kExceptionDirectory).value_or(PeDirectory{0, 0});
+    const auto& symbols = file.symbols.emplace(ModuleSymbols::Read(
+        *source,
+        file.image->BytesAt(table.rva, table.size).value_or(std::span<const std::uint8_t>{})));
+    const auto& named = source == &*file.image ? file.path : debug;
+    for (const std::string& problem : symbols.Problems()) {
+        passedOver.push_back(named.string() + ": " + problem);
     }
 }
 
@@ -137,7 +207,7 @@ ModuleFiles ModuleFiles::Find(const Minidump& dump,
                                     return image.BytesAt(rva, size);
                                 },
                                 table.rva, table.size};
-                ReadSymbols(*file, dump, module, files.m_passedOver);
+                ReadSymbols(*file, files.m_passedOver);
                 files.m_byBase[module.base] = std::move(file);
                 break;
             }

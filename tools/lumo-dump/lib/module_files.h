@@ -1,6 +1,8 @@
 // The program files of a dump's modules, looked for by name in folders: a file counts only
 // when it is the very build the process had loaded (its time stamp and image size are those
-// of the dump's module list), since the unwind data and names of any other build would lie.
+// of the dump's module list, and the code the dump saved is its own), and a debug file only
+// when it was split off that file, since the unwind data and names of any other build would
+// lie.
 #pragma once
 
 #include <cstdint>

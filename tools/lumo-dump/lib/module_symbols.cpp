@@ -18,10 +18,14 @@ std::string Demangled(std::string_view name) {
 
 }  // namespace
 
-std::variant<ModuleSymbols, std::string> ModuleSymbols::Read(const PeImage& image) {
-    auto functions = FunctionSymbols::Read(image);
-    if (auto* why = std::get_if<std::string>(&functions)) {
-        return std::move(*why);
+ModuleSymbols ModuleSymbols::Read(const PeImage& image,
+                                  std::span<const std::uint8_t> functionTable) {
+    ModuleSymbols symbols;
+    auto functions = FunctionSymbols::Read(image, functionTable);
+    if (auto* read = std::get_if<FunctionSymbols>(&functions)) {
+        symbols.m_functions.emplace(std::move(*read));
+    } else {
+        symbols.m_problems.push_back("no names (" + std::get<std::string>(functions) + ")");
     }
     const auto section = [&](std::string_view name) {
         return image.SectionBytes(name).value_or(std::span<const std::uint8_t>{});
@@ -29,16 +33,17 @@ std::variant<ModuleSymbols, std::string> ModuleSymbols::Read(const PeImage& imag
     auto lines =
         LineTable::Read({section(".debug_line"), section(".debug_line_str"), section(".debug_str")},
                         image.ImageBase());
-    if (auto* why = std::get_if<std::string>(&lines)) {
-        return std::move(*why);
+    if (auto* read = std::get_if<LineTable>(&lines)) {
+        symbols.m_lines.emplace(std::move(*read));
+    } else {
+        symbols.m_problems.push_back("no lines (" + std::get<std::string>(lines) + ")");
     }
-    return ModuleSymbols(std::get<FunctionSymbols>(std::move(functions)),
-                         std::get<LineTable>(std::move(lines)));
+    return symbols;
 }
 
 std::optional<SourcePlace> ModuleSymbols::Lookup(std::uint32_t rva) const {
-    const auto function = m_functions.Lookup(rva);
-    auto line = m_lines.Lookup(rva);
+    const auto function = m_functions ? m_functions->Lookup(rva) : std::nullopt;
+    auto line = m_lines ? m_lines->Lookup(rva) : std::nullopt;
     if (!function && !line) {
         return std::nullopt;
     }

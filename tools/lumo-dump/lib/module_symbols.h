@@ -8,8 +8,10 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "tools/lumo-dump/lib/function_symbols.h"
 #include "tools/lumo-dump/lib/line_table.h"
@@ -25,18 +27,20 @@ struct SourcePlace {
 
 class ModuleSymbols {
   public:
-    // The image's names and lines, or why they cannot be read. It refers into the image's
-    // bytes, which must outlive it.
-    static std::variant<ModuleSymbols, std::string> Read(const PeImage& image);
+    // The image's names and lines, as far as each can be read: Problems() says why a part is
+    // missing. `functionTable` is the program file's exception directory, which bounds the
+    // names. It refers into the image's bytes, which must outlive it.
+    static ModuleSymbols Read(const PeImage& image, std::span<const std::uint8_t> functionTable);
 
     std::optional<SourcePlace> Lookup(std::uint32_t rva) const;
+    const std::vector<std::string>& Problems() const { return m_problems; }
 
   private:
-    ModuleSymbols(FunctionSymbols functions, LineTable lines)
-        : m_functions(std::move(functions)), m_lines(std::move(lines)) {}
+    ModuleSymbols() = default;
 
-    FunctionSymbols m_functions;
-    LineTable m_lines;
+    std::optional<FunctionSymbols> m_functions;
+    std::optional<LineTable> m_lines;
+    std::vector<std::string> m_problems;
 };
 
 }  // namespace LumoDump

@@ -15,6 +15,15 @@ const WalkModule* ModuleOf(std::span<const WalkModule> modules, std::uint64_t ad
     return nullptr;
 }
 
+// Whether a value can be a return address: it lies in a module (the call before it does), and
+// the instruction before it is a call where the module's file tells.
+bool ReturnsAfterCall(std::span<const WalkModule> modules, std::uint64_t value) {
+    const WalkModule* module = ModuleOf(modules, value - 1);
+    return module &&
+           (!module->image ||
+            FollowsCall(module->image->bytesAt, static_cast<std::uint32_t>(value - module->base)));
+}
+
 // The registers at the first return address above the stack pointer into a module at hand.
 std::optional<Registers> Scan(const Registers& from, std::span<const WalkModule> modules,
                               const StackBytes& stack) {
@@ -24,7 +33,7 @@ std::optional<Registers> Scan(const Registers& from, std::span<const WalkModule>
         if (!value) {
             break;
         }
-        const WalkModule* module = ModuleOf(modules, *value);
+        const WalkModule* module = ModuleOf(modules, *value - 1);
         if (module && module->image &&
             FollowsCall(module->image->bytesAt,
                         static_cast<std::uint32_t>(*value - module->base))) {
@@ -42,22 +51,28 @@ std::optional<Registers> Scan(const Registers& from, std::span<const WalkModule>
 
 std::vector<WalkedFrame> WalkStack(Registers registers, std::span<const WalkModule> modules,
                                    const StackBytes& stack) {
-    std::vector<WalkedFrame> frames{{registers.rip, ModuleOf(modules, registers.rip), false}};
+    std::vector<WalkedFrame> frames;
     bool atInstruction = true;
+    bool scanned = false;
     while (frames.size() < kMaximumFrames) {
-        const WalkModule* module = frames.back().module;
+        const std::uint64_t rsp = registers.value[Registers::kRsp];
+        const WalkModule* module = ModuleOf(modules, registers.rip - !atInstruction);
+        frames.push_back({registers.rip, rsp, module, scanned, !atInstruction});
         Registers caller = registers;
         const Unwound how =
-            module && module->image
-                ? UnwindFrame(*module->image,
-                              static_cast<std::uint32_t>(registers.rip - module->base),
-                              atInstruction, caller, stack)
-                : Unwound::kRegisterUnknown;
-        const bool byRule = how == Unwound::kCaller || how == Unwound::kInterrupted;
-        if (byRule && (caller.rip == 0 ||
-                       caller.value[Registers::kRsp] <= registers.value[Registers::kRsp])) {
-            break;  // the outermost frame, or data that would walk in a circle
+            !module         ? ReturnFromLeaf(caller, stack)
+            : module->image ? UnwindFrame(*module->image,
+                                          static_cast<std::uint32_t>(registers.rip - module->base),
+                                          atInstruction, caller, stack)
+                            : Unwound::kRegisterUnknown;
+        const bool unwound = how == Unwound::kCaller || how == Unwound::kInterrupted;
+        if (unwound && caller.rip == 0) {
+            break;  // the outermost frame
         }
+        // Data that would walk in a circle, or lead out of the code, found no frame.
+        const bool byRule = unwound && caller.value[Registers::kRsp] > rsp &&
+                            (how == Unwound::kCaller ? ReturnsAfterCall(modules, caller.rip)
+                                                     : ModuleOf(modules, caller.rip) != nullptr);
         if (!byRule) {
             const auto found = Scan(registers, modules, stack);
             if (!found) {
@@ -66,8 +81,8 @@ std::vector<WalkedFrame> WalkStack(Registers registers, std::span<const WalkModu
             caller = *found;
         }
         registers = caller;
-        atInstruction = how == Unwound::kInterrupted;
-        frames.push_back({registers.rip, ModuleOf(modules, registers.rip), !byRule});
+        atInstruction = byRule && how == Unwound::kInterrupted;
+        scanned = !byRule;
     }
     return frames;
 }

@@ -108,10 +108,9 @@ std::vector<ThreadStack> ThreadStacks(const Minidump& dump, const ModuleData& fi
             for (const WalkedFrame& frame : WalkStack(*registers, modules, stack)) {
                 const DumpModule* module =
                     frame.module ? &dump.modules[frame.module - modules.data()] : nullptr;
-                // A return address names the line of the call before it.
-                const std::uint64_t at = frame.address - (thread.frames.empty() ? 0 : 1);
+                const std::uint64_t at = frame.address - frame.returnAddress;
                 thread.frames.push_back(
-                    {frame.address, module, frame.scanned,
+                    {frame.address, frame.stackPointer, module, frame.scanned,
                      module ? files.Place(*module, static_cast<std::uint32_t>(at - module->base))
                             : std::nullopt});
             }

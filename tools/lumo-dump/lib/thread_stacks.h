@@ -16,9 +16,10 @@ namespace LumoDump {
 
 struct StackFrame {
     std::uint64_t address;
-    const DumpModule* module;  // null when no module holds the address
-    bool scanned;              // found by scanning the stack for a return address
-    std::optional<SourcePlace> place;
+    std::uint64_t stackPointer;
+    const DumpModule* module;          // null when no module holds the address
+    bool scanned;                      // found by scanning the stack for a return address
+    std::optional<SourcePlace> place;  // of the call before a return address
 };
 
 struct ThreadStack {

@@ -1,6 +1,10 @@
 #include "tools/lumo-dump/lib/x64_unwind.h"
 
+#include <algorithm>
+#include <iterator>
 #include <vector>
+
+#include "tools/lumo-dump/lib/x64_epilogue.h"
 
 namespace LumoDump {
 namespace {
@@ -38,8 +42,13 @@ std::uint32_t Le(std::span<const std::uint8_t> bytes, std::size_t at, std::size_
 
 struct FunctionEntry {
     std::uint32_t begin;
+    std::uint32_t end;
     std::uint32_t unwindInfo;
 };
+
+FunctionEntry EntryAt(std::span<const std::uint8_t> entry) {
+    return {Le(entry, 0, 4), Le(entry, 4, 4), Le(entry, 8, 4)};
+}
 
 // The function table's entry whose range holds the address (entries are sorted by begin).
 std::optional<FunctionEntry> FindEntry(const UnwindImage& image, std::uint32_t rva) {
@@ -57,10 +66,75 @@ std::optional<FunctionEntry> FindEntry(const UnwindImage& image, std::uint32_t r
         } else if (rva >= Le(*entry, 4, 4)) {
             low = middle + 1;
         } else {
-            return FunctionEntry{Le(*entry, 0, 4), Le(*entry, 8, 4)};
+            return EntryAt(*entry);
         }
     }
     return std::nullopt;
+}
+
+struct Code {
+    std::uint8_t offset;  // where in the prologue the instruction it undoes ends
+    std::uint8_t op, info;
+    std::uint32_t operand;
+};
+
+// One unwind information record: its header, its codes, and the entry it is chained to.
+struct UnwindInfo {
+    std::uint8_t prologSize;
+    int frameRegister;  // 0: none
+    std::uint64_t frameOffset;
+    bool chained;
+    std::vector<Code> codes;
+    std::optional<FunctionEntry> next;
+};
+
+// The 16-bit slots an operation takes, its own included; nothing for one undefined.
+std::optional<std::size_t> Slots(std::uint8_t op, std::uint8_t info, int version) {
+    if (op == kAllocLarge) {
+        return info == 0 ? 2 : info == 1 ? std::optional<std::size_t>(3) : std::nullopt;
+    }
+    if (op == kSpareOrSaveXmmFar && version == 2) {
+        return std::nullopt;
+    }
+    return op < std::size(kSlots) ? std::optional<std::size_t>(kSlots[op]) : std::nullopt;
+}
+
+std::optional<UnwindInfo> ReadInfo(const UnwindImage& image, std::uint32_t at) {
+    const auto header = image.bytesAt(at, 4);
+    const int version = header ? (*header)[0] & 7 : 0;
+    if (version != 1 && version != 2) {
+        return std::nullopt;
+    }
+    const std::uint8_t count = (*header)[2];
+    const auto codes = image.bytesAt(at + 4, count * 2u);
+    if (!codes) {
+        return std::nullopt;
+    }
+    UnwindInfo info{(*header)[1],
+                    (*header)[3] & 15,
+                    ((*header)[3] >> 4) * 16ull,
+                    ((*header)[0] >> 3 & kChainedInfo) != 0,
+                    {},
+                    std::nullopt};
+    for (std::size_t i = 0; i < codes->size();) {
+        const std::uint8_t op = (*codes)[i + 1] % 16;
+        const std::uint8_t opInfo = (*codes)[i + 1] / 16;
+        const auto slots = Slots(op, opInfo, version);
+        if (!slots || i + *slots * 2 > codes->size()) {
+            return std::nullopt;
+        }
+        info.codes.push_back(
+            {(*codes)[i], op, opInfo, *slots == 1 ? 0 : Le(*codes, i + 2, *slots == 2 ? 2 : 4)});
+        i += *slots * 2;
+    }
+    if (info.chained) {
+        const auto chained = image.bytesAt(at + 4 + ((count + 1u) & ~1u) * 2, kFunctionEntrySize);
+        if (!chained) {
+            return std::nullopt;
+        }
+        info.next = EntryAt(*chained);
+    }
+    return info;
 }
 
 class Unwinder {
@@ -68,46 +142,25 @@ class Unwinder {
     Unwinder(Registers& registers, const StackBytes& stack)
         : m_registers(registers), m_stack(stack) {}
 
-    std::optional<Unwound> Fail(Unwound why) {
-        m_failed = why;
-        return why;
+    // The frame's base, which saves are addressed from: its frame register less the offset
+    // once the prologue has set it, else rsp where the function stands.
+    std::optional<Unwound> SetBase(const UnwindInfo& info, bool frameRegisterSet) {
+        if (info.frameRegister == 0 || !frameRegisterSet) {
+            return std::nullopt;
+        }
+        if (!Known(info.frameRegister)) {
+            return Fail(Unwound::kRegisterUnknown);
+        }
+        m_base = m_registers.value[info.frameRegister] - info.frameOffset;
+        return std::nullopt;
     }
 
-    // Undoes one unwind information's codes; a result ends the step (a failure or a machine
-    // frame). `prologOffset` is how far into the prologue the frame is, when it is in it.
-    std::optional<Unwound> Apply(std::span<const std::uint8_t> codes, std::uint8_t frame,
-                                 std::optional<std::uint32_t> prologOffset) {
-        struct Code {
-            std::uint8_t op, info;
-            std::uint32_t operand;
-            bool applies;
-        };
-        std::vector<Code> parsed;
-        for (std::size_t i = 0; i < codes.size();) {
-            const std::uint8_t op = codes[i + 1] % 16;
-            const std::uint8_t info = codes[i + 1] / 16;
-            const std::size_t slots = op == kAllocLarge && info == 1 ? 3 : op < 11 ? kSlots[op] : 0;
-            if (slots == 0 || i + slots * 2 > codes.size()) {
-                return Fail(Unwound::kBadUnwindData);
-            }
-            parsed.push_back({op, info, slots == 1 ? 0 : Le(codes, i + 2, slots == 2 ? 2 : 4),
-                              !prologOffset || codes[i] <= *prologOffset});
-            i += slots * 2;
-        }
-        // Saves are addressed from the frame pointer once the prologue has set it.
-        const int frameRegister = frame & 15;
-        std::uint64_t base = m_registers.value[Registers::kRsp];
-        for (const Code& code : parsed) {
-            if (code.op == kSetFramePointer && code.applies) {
-                if (frameRegister == 0 || !Known(frameRegister)) {
-                    return Fail(Unwound::kRegisterUnknown);
-                }
-                base = m_registers.value[frameRegister] - (frame >> 4) * 16;
-            }
-        }
-        for (const Code& code : parsed) {
-            if (code.applies) {
-                if (auto end = Undo(code.op, code.info, code.operand, base)) {
+    // Undoes the codes of one unwind information whose instructions have run; a result ends
+    // the step (a failure or a machine frame).
+    std::optional<Unwound> Undo(const UnwindInfo& info, std::uint32_t prologOffset) {
+        for (const Code& code : info.codes) {
+            if (code.offset <= prologOffset) {
+                if (auto end = Undo(info, code)) {
                     return end;
                 }
             }
@@ -123,6 +176,11 @@ class Unwinder {
     }
 
   private:
+    std::optional<Unwound> Fail(Unwound why) {
+        m_failed = why;
+        return why;
+    }
+
     bool Known(int reg) const { return m_registers.known >> reg & 1; }
 
     std::optional<std::uint64_t> Read(std::uint64_t address) {
@@ -138,28 +196,31 @@ class Unwinder {
         m_registers.known |= static_cast<std::uint16_t>(1u << reg);
     }
 
-    std::optional<Unwound> Undo(std::uint8_t op, std::uint8_t info, std::uint32_t operand,
-                                std::uint64_t base) {
+    std::optional<Unwound> Undo(const UnwindInfo& unwindInfo, const Code& code) {
         std::uint64_t& rsp = m_registers.value[Registers::kRsp];
-        switch (op) {
+        const std::uint8_t info = code.info;
+        switch (code.op) {
             case kPushNonvolatile:
                 Restore(info, rsp);
                 rsp += 8;
                 break;
             case kAllocLarge:
-                rsp += info == 0 ? operand * 8ull : operand;
+                rsp += info == 0 ? code.operand * 8ull : code.operand;
                 break;
             case kAllocSmall:
                 rsp += info * 8 + 8;
                 break;
             case kSetFramePointer:
-                rsp = base;
+                if (unwindInfo.frameRegister == 0 || !Known(unwindInfo.frameRegister)) {
+                    return Fail(Unwound::kRegisterUnknown);
+                }
+                rsp = m_registers.value[unwindInfo.frameRegister] - unwindInfo.frameOffset;
                 break;
             case kSaveNonvolatile:
-                Restore(info, base + operand * 8ull);
+                Restore(info, Base() + code.operand * 8ull);
                 break;
             case kSaveNonvolatileFar:
-                Restore(info, base + operand);
+                Restore(info, Base() + code.operand);
                 break;
             case kPushMachineFrame: {
                 // An error code, then rip, cs, eflags, rsp, ss as the processor pushed them.
@@ -168,14 +229,17 @@ class Unwinder {
                 rsp = Read(at + 24).value_or(0);
                 return m_failed.value_or(Unwound::kInterrupted);
             }
-            default:  // the xmm registers and epilogues play no part in finding frames
+            default:  // xmm registers and the places of epilogues play no part in the frames
                 break;
         }
         return m_failed;
     }
 
+    std::uint64_t Base() const { return m_base; }
+
     Registers& m_registers;
     const StackBytes& m_stack;
+    std::uint64_t m_base = m_registers.value[Registers::kRsp];  // rsp where the function stands
     std::optional<Unwound> m_failed;
 };
 
@@ -214,39 +278,42 @@ Unwound UnwindFrame(const UnwindImage& image, std::uint32_t rva, bool atInstruct
     const std::uint32_t at = atInstruction || rva == 0 ? rva : rva - 1;
     std::optional<FunctionEntry> entry = FindEntry(image, at);
     Unwinder unwinder(registers, stack);
-    std::optional<std::uint32_t> prologOffset;
-    if (entry && atInstruction) {
-        prologOffset = at - entry->begin;
-    }
+    // The prologue and epilogue rules hold for every frame's address, a return address too:
+    // a stack probe is called inside its caller's prologue, before the allocation it probes.
+    std::uint32_t prologOffset = ~0u;  // past the prologue
     for (int depth = 0; entry; ++depth) {
-        const auto header = image.bytesAt(entry->unwindInfo, 4);
-        const int version = header ? (*header)[0] & 7 : 0;
-        if (depth == kMaximumChain || (version != 1 && version != 2)) {
+        const auto info = ReadInfo(image, entry->unwindInfo);
+        if (!info || depth == kMaximumChain) {
             return Unwound::kBadUnwindData;
         }
-        const std::uint8_t count = (*header)[2];
-        const auto codes = image.bytesAt(entry->unwindInfo + 4, count * 2u);
-        if (!codes) {
-            return Unwound::kBadUnwindData;
+        if (depth == 0 && rva - entry->begin < info->prologSize) {
+            prologOffset = rva - entry->begin;
+        } else if (depth == 0 && rva < entry->end) {
+            if (auto end =
+                    RunEpilogue(image.bytesAt, rva, {entry->begin, entry->end, info->chained},
+                                info->frameRegister, registers, stack)) {
+                return *end;
+            }
         }
-        // Version 2 adds codes that only tell where epilogues lie.
-        if (auto end = unwinder.Apply(
-                *codes, (*header)[3],
-                prologOffset && *prologOffset < (*header)[1] ? prologOffset : std::nullopt)) {
+        const bool frameRegisterSet =
+            depth > 0 || info->chained || prologOffset == ~0u ||
+            std::any_of(info->codes.begin(), info->codes.end(), [&](const Code& code) {
+                return code.op == kSetFramePointer && code.offset <= prologOffset;
+            });
+        if (auto end = unwinder.SetBase(*info, frameRegisterSet)) {
             return *end;
         }
-        const std::uint32_t chainAt = entry->unwindInfo + 4 + ((count + 1u) & ~1u) * 2;
-        entry.reset();
-        if ((*header)[0] >> 3 & kChainedInfo) {
-            const auto chained = image.bytesAt(chainAt, kFunctionEntrySize);
-            if (!chained) {
-                return Unwound::kBadUnwindData;
-            }
-            entry = FunctionEntry{Le(*chained, 0, 4), Le(*chained, 8, 4)};
-            prologOffset.reset();  // the chained entry's prologue ran before this part
+        // A chained entry's prologue ran before the part that chains to it.
+        if (auto end = unwinder.Undo(*info, depth == 0 ? prologOffset : ~0u)) {
+            return *end;
         }
+        entry = info->next;
     }
     return unwinder.Return();
+}
+
+Unwound ReturnFromLeaf(Registers& registers, const StackBytes& stack) {
+    return Unwinder(registers, stack).Return();
 }
 
 bool FollowsCall(const ImageBytes& bytesAt, std::uint32_t rva) {

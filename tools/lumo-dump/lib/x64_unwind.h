@@ -47,9 +47,15 @@ enum class Unwound {
 
 // Moves `registers` from the frame of the function at `rva` in the image to the frame that
 // called it. `atInstruction` says that rip is the instruction to run next (the faulting
-// frame, or one interrupted), not a return address: only then can it lie inside a prologue.
+// frame, or one interrupted), not a return address, which belongs to the call before it.
+// Where rip stands in a prologue, only the codes of what has run are undone; in an
+// epilogue, the rest of it is run. A function without unwind data is a leaf.
 Unwound UnwindFrame(const UnwindImage& image, std::uint32_t rva, bool atInstruction,
                     Registers& registers, const StackBytes& stack);
+
+// The leaf rule, for code without unwind data: it has pushed and allocated nothing, so the
+// return address is the value at rsp.
+Unwound ReturnFromLeaf(Registers& registers, const StackBytes& stack);
 
 // Whether the instruction that ends just before `rva` is a call (E8 with a 32-bit
 // displacement, or FF /2 in any of its forms).
