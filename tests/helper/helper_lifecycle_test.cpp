@@ -1,6 +1,7 @@
 #include <chrono>
 #include <filesystem>
 #include <future>
+#include <string>
 #include <thread>
 
 #include "diagnostics/flow_log_dump_on_exit.h"
@@ -117,8 +118,11 @@ TEST(HelperConsoleControl, AnEventOnTheWayOutLeavesTheEndIntact) {
         Fakes::FakeSpecialFolders folders;
         ScopedOverride<Registry> useRegistry{registry};
         ScopedOverride<SpecialFolders> useFolders{folders};
-        const auto root = std::filesystem::temp_directory_path() / "lumo-helper-ways-out";
-        std::filesystem::remove_all(root);
+        // Its own folder: the suite may run in several trees at once.
+        const auto root =
+            std::filesystem::temp_directory_path() /
+            ("lumo-helper-ways-out-" +
+             std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()));
         std::filesystem::create_directories(root / "data" / "Orvane" / "Logs");
         folders.SetCommonAppData((root / "data").wstring());
         registry.SetMachineDword(L"Software\\Orvane\\Talvex4\\Logging", L"DumpFlowOnExit", 1);
