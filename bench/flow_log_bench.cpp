@@ -104,7 +104,7 @@ BENCHMARK(SharedRingOfTheSameEntries)->Threads(1)->Threads(2)->UseRealTime();
 // flow record and the bare ring also take turns in short slices, each between the same two
 // barriers, and their ratio is taken over the same slices: the placement cancels out.
 class SpinBarrier {
-public:
+  public:
     void Wait(unsigned parties) {
         const unsigned generation = m_generation.load(std::memory_order_acquire);
         if (m_waiting.fetch_add(1, std::memory_order_acq_rel) + 1 == parties) {
@@ -116,7 +116,7 @@ public:
         }
     }
 
-private:
+  private:
     std::atomic<unsigned> m_waiting{0};
     std::atomic<unsigned> m_generation{0};
 };
