@@ -107,9 +107,8 @@ class IdleSampler:
     def slices(self):
         """Per slice of a beat and program: its own CPU and its share of the server's, in %
         of one core. A beat's work falls at one instant, so a slice as long as the beat whose
-        edge lies near that instant holds none of it or two, as the timer's jitter goes, and
-        the p99 of such slices measures where the edges fell rather than the program. So each
-        program's slices start where the spread of their sums is least, which puts their
+        edge lies near that instant holds none of it or two, as the timer's jitter goes. So
+        each program's slices start where the spread of their sums is least, which puts their
         edges between its beats: the same rule for the helper and its floors."""
         parts = self.intervals()
         per = IDLE_SAMPLES_PER_SLICE
