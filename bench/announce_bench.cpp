@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "announce/dds_announcement.h"
+#include "bench/taking_turns.h"
 
 namespace {
 
@@ -50,25 +51,59 @@ void AnnounceWithItsModeSwitch(benchmark::State& state) {
 }
 BENCHMARK(AnnounceWithItsModeSwitch);
 
+// The same bytes as an announcement's, sent on the same kind of socket as the announcer's
+// (non-blocking, sent on without signals), with nothing around the system call.
+class RawSender {
+  public:
+    RawSender()
+        : m_announcement(true, false), m_socket(socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK, 0)) {
+        m_announcement.Announce(Instrument());
+        m_to.sin_family = AF_INET;
+        m_to.sin_port = htons(50999);
+        m_to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    }
+    ~RawSender() { close(m_socket); }
+    bool Send() const {
+        return sendto(m_socket, m_announcement.Packet(), m_announcement.SendLength(), MSG_NOSIGNAL,
+                      reinterpret_cast<const sockaddr*>(&m_to), sizeof m_to) >= 0;
+    }
+
+  private:
+    DdsAnnouncement m_announcement;
+    const int m_socket;
+    sockaddr_in m_to{};
+};
+
 void RawSendtoOfTheSameBytes(benchmark::State& state) {
-    DdsAnnouncement announcement(true, false);
-    announcement.Announce(Instrument());
-    // The same kind of socket as the announcer's: non-blocking, sent on without signals.
-    const int s = socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK, 0);
-    sockaddr_in to{};
-    to.sin_family = AF_INET;
-    to.sin_port = htons(50999);
-    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const RawSender raw;
     for (auto _ : state) {
-        if (sendto(s, announcement.Packet(), announcement.SendLength(), MSG_NOSIGNAL,
-                   reinterpret_cast<const sockaddr*>(&to), sizeof to) < 0) {
+        if (!raw.Send()) {
             state.SkipWithError("sendto failed");
             break;
         }
     }
-    close(s);
 }
 BENCHMARK(RawSendtoOfTheSameBytes);
+
+// The announcer's build and send against its floor, the build alone and the raw send, in turns.
+void AnnounceTakingTurnsWithItsFloor(benchmark::State& state) {
+    DdsAnnouncement announcement(true, true), built(true, false);
+    const DdsInstrumentInfo info = Instrument();
+    announcement.Announce(info);
+    const RawSender raw;
+    bool sent = true;
+    TakeTurns(state, {{"announce",
+                       [&] {
+                           announcement.BuildContents(info);
+                           sent = sent && announcement.SendToLoopback() == 0;
+                       }},
+                      {"build", [&] { built.BuildContents(info); }},
+                      {"sendto", [&] { sent = sent && raw.Send(); }}});
+    if (!sent) {
+        state.SkipWithError("a send failed");
+    }
+}
+BENCHMARK(AnnounceTakingTurnsWithItsFloor);
 
 void AnnounceBuildOnly(benchmark::State& state) {
     DdsAnnouncement announcement(true, false);

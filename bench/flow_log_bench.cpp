@@ -7,6 +7,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 
 #include "diagnostics/flow_point.h"
@@ -81,18 +82,72 @@ constexpr std::uint32_t kRingSize = 1 << 17;
 std::atomic<std::uint32_t> ringCounter{1};
 PackedEntry* const ring = new PackedEntry[kRingSize]();
 
+inline void WriteToTheRing(const PackedEntry& entry) {
+    const std::uint32_t slot = ringCounter.fetch_add(2, std::memory_order_relaxed) >> 1;
+    PackedEntry& target = ring[slot & (kRingSize - 1)];
+    target = entry;
+    target.timestamp = Orvane::Platform::PerformanceCounter();
+}
+
 void SharedRingOfTheSameEntries(benchmark::State& state) {
     const PackedEntry entry{};
     PinToProcessor(state.thread_index());
     for (auto _ : state) {
-        const std::uint32_t slot = ringCounter.fetch_add(2, std::memory_order_relaxed) >> 1;
-        PackedEntry& target = ring[slot & (kRingSize - 1)];
-        target = entry;
-        target.timestamp = Orvane::Platform::PerformanceCounter();
+        WriteToTheRing(entry);
     }
     state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(SharedRingOfTheSameEntries)->Threads(1)->Threads(2)->UseRealTime();
+
+// Where the host runs the two threads (two cores, or two threads of one core) changes within a
+// run, and what sharing the ring's lines costs changes with it, by up to three times. So the
+// flow record and the bare ring also take turns in short slices, each between the same two
+// barriers, and their ratio is taken over the same slices: the placement cancels out.
+class SpinBarrier {
+  public:
+    void Wait(unsigned parties) {
+        const unsigned generation = m_generation.load(std::memory_order_acquire);
+        if (m_waiting.fetch_add(1, std::memory_order_acq_rel) + 1 == parties) {
+            m_waiting.store(0, std::memory_order_relaxed);
+            m_generation.fetch_add(1, std::memory_order_release);
+            return;
+        }
+        while (m_generation.load(std::memory_order_acquire) == generation) {
+        }
+    }
+
+  private:
+    std::atomic<unsigned> m_waiting{0};
+    std::atomic<unsigned> m_generation{0};
+};
+SpinBarrier turnBarrier;
+constexpr int kSlice = 4096;
+
+template <typename Work>
+double TimedSlice(const benchmark::State& state, Work work) {
+    turnBarrier.Wait(static_cast<unsigned>(state.threads()));
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < kSlice; ++i) {
+        work();
+    }
+    return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start)
+        .count();
+}
+
+void FlowRecordTakingTurnsWithTheRing(benchmark::State& state) {
+    int object = 0;
+    const auto record = state.thread_index() == 0 ? RecordAtOwnPoint<0> : RecordAtOwnPoint<1>;
+    const PackedEntry entry{};
+    PinToProcessor(state.thread_index());
+    double flowNs = 0, ringNs = 0;
+    for (auto _ : state) {
+        flowNs += TimedSlice(state, [&] { record(object); });
+        ringNs += TimedSlice(state, [&] { WriteToTheRing(entry); });
+    }
+    state.counters["flow_ns"] = flowNs;
+    state.counters["ring_ns"] = ringNs;
+}
+BENCHMARK(FlowRecordTakingTurnsWithTheRing)->Threads(1)->Threads(2)->UseRealTime();
 
 void GettidSystemCall(benchmark::State& state) {
     for (auto _ : state) {

@@ -6,6 +6,7 @@
 #include <sstream>
 #include <string>
 
+#include "bench/taking_turns.h"
 #include "diagnostics/diagnostics_registry.h"
 #include "diagnostics/k_logger.h"
 #include "tools/lumo-dump/lib/flow_trace.h"
@@ -66,5 +67,17 @@ void FlowLogTraceOfAFullRing(benchmark::State& state) {
     }
 }
 BENCHMARK(FlowLogTraceOfAFullRing)->UseRealTime();
+
+// The two in turns: the verdict's ratio.
+void FlowLogTraceTakingTurnsWithText(benchmark::State& state) {
+    const std::string text = Ring().Text();
+    TakeTurns(state, {{"trace",
+                       [&] {
+                           benchmark::DoNotOptimize(
+                               LumoDump::ExitLogTrace(text, "LumoDiscoveryHelper_exit_.log"));
+                       }},
+                      {"text", [] { benchmark::DoNotOptimize(Ring().Text()); }}});
+}
+BENCHMARK(FlowLogTraceTakingTurnsWithText)->UseRealTime();
 
 }  // namespace
