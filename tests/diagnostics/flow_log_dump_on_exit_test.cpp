@@ -1,4 +1,5 @@
 #include "diagnostics/flow_log_dump_on_exit.h"
+#include "diagnostics/flow_point.h"
 
 #include "platform/service.h"
 #include "platform/testing/fake_debug_output.h"
@@ -7,6 +8,10 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <optional>
 #include <stdexcept>
 #include <vector>
@@ -26,8 +31,6 @@ const std::vector<std::wstring> kBothTexts = {
     L"Talvex | FlowLogDumpOnExitHelper checking registry...",
     L"Talvex | FlowLogDumpOnExitHelper - done."};
 
-// The file itself is written only where a log folder exists (the Windows tests); here the
-// machine has none.
 class FlowLogDumpOnExit : public ::testing::Test {
   protected:
     FakeRegistry registry;
@@ -98,6 +101,37 @@ TEST_F(FlowLogDumpOnExit, RegistryValueDecidesAndTheTextsComeEitherWay) {
         helper.Run();
         EXPECT_EQ(texts.WideTexts(), kBothTexts);
     }
+}
+
+// The exit log is the flow log as its text shows it, in a file of the program's name and the
+// time in the machine's log folder. Off Windows the folder's backslashes are part of the name,
+// so the file is looked for anywhere below the folder that the test gives.
+TEST_F(FlowLogDumpOnExit, TheExitLogHoldsTheFlowLogUnderTheProgramsName) {
+    const std::filesystem::path top =
+        std::filesystem::temp_directory_path() /
+        ("exit-log-" + std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()));
+    std::filesystem::create_directories(top / "Orvane" / "Logs");
+    folders.SetCommonAppData((top / "").wstring());
+    registry.SetMachineDword(kLoggingKey, L"DumpFlowOnExit", 1);
+    FLOW_POINT("ExitLogTest", "RecordedBeforeTheEnd");
+    FLOW_RECORD(this, 4711);
+
+    FlowLogDumpOnExitHelper(L"SomeProgram").Run();
+
+    std::vector<std::filesystem::path> written;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(top)) {
+        if (entry.is_regular_file())
+            written.push_back(entry.path());
+    }
+    ASSERT_EQ(written.size(), 1u);
+    const std::wstring name = written[0].filename().wstring();
+    EXPECT_NE(name.find(L"SomeProgram_exit_"), std::wstring::npos) << written[0];
+    EXPECT_EQ(name.substr(name.size() - 4), L".log");
+    std::ifstream file(written[0]);
+    const std::string text(std::istreambuf_iterator<char>(file), {});
+    EXPECT_EQ(text, RenderFlowLogText());
+    EXPECT_NE(text.find("RecordedBeforeTheEnd"), std::string::npos);
+    std::filesystem::remove_all(top);
 }
 
 }  // namespace

@@ -76,6 +76,12 @@ TEST(HelperInitialize, OpensEverythingOrReleasesWhatTheFailedStepLeavesOpen) {
         EXPECT_EQ(h.ipc.OwnChannel(kHelperChannelName) != 0, c.ownChannel);
         EXPECT_EQ(h.console.Installed().size(), c.handler ? 1u : 0u);
         EXPECT_TRUE(h.ipc.Sent().empty()) << "Initialize reports nothing to the plug-in";
+        // A console handler that cannot be removed leaves the removal's code on the way out.
+        h.helper->DeInitialize();
+        EXPECT_EQ(RenderFlowLogText().find("% Timing_point (87, 0) in_class "
+                                           "LumoDiscoveryPluginHelper at DeInitialize") !=
+                      std::string::npos,
+                  !c.handler);
     }
     // The code of each failed step is in the flow log, and so is the debug mode (1).
     for (const int code : {0x2A01, 0x2A02, 0x2A03, 0x2A04, 1}) {

@@ -108,5 +108,34 @@ TEST(Win32MessageWindow, DeclinedMessagesAndHandlersFailuresGetDefaultHandling) 
     }
 }
 
+// A handler that the system runs for a message the thread takes from its own queue throws
+// out of the dispatch that took it, before the loop waits again.
+TEST(Win32MessageWait, WhatAHandlerThrowsLeavesTheDispatchThatRanIt) {
+    struct ThrowingTimer final : MessageWindowEvents {
+        bool OnRegisteredMessage(std::uint32_t, std::uintptr_t, std::intptr_t) override {
+            return false;
+        }
+        bool OnCopyData(const CopyDataBlock&) override { return false; }
+        bool OnTimer(std::uintptr_t) override { throw std::runtime_error("timer"); }
+    } events;
+    MessageWindowService& service = Get<MessageWindowService>();
+    const WindowHandle window = service.Create(L"LumoThrowingTimerClass", L"", events);
+    ASSERT_TRUE(service.StartTimer(window, 7, 1));
+    MessageWait& wait = Get<MessageWait>();
+    bool thrown = false;
+    for (int round = 0; round < 20 && !thrown; ++round) {
+        wait.WaitForObjectsOrInput(0, nullptr, 100);
+        try {
+            while (wait.DispatchOneMessage()) {
+            }
+        } catch (const std::runtime_error&) {
+            thrown = true;
+        }
+    }
+    service.StopTimer(window, 7);
+    service.Destroy(window);
+    EXPECT_TRUE(thrown);
+}
+
 }  // namespace
 }  // namespace Orvane::Platform
