@@ -127,8 +127,11 @@ TEST_F(FlowLogDumpOnExit, TheExitLogHoldsTheFlowLogUnderTheProgramsName) {
     const std::wstring name = written[0].filename().wstring();
     EXPECT_NE(name.find(L"SomeProgram_exit_"), std::wstring::npos) << written[0];
     EXPECT_EQ(name.substr(name.size() - 4), L".log");
-    std::ifstream file(written[0]);
-    const std::string text(std::istreambuf_iterator<char>(file), {});
+    // Read and closed before the folder goes: Windows removes no file that is open.
+    const std::string text = [&] {
+        std::ifstream file(written[0]);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    }();
     EXPECT_EQ(text, RenderFlowLogText());
     EXPECT_NE(text.find("RecordedBeforeTheEnd"), std::string::npos);
     std::filesystem::remove_all(top);
