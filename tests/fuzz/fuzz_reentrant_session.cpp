@@ -3,9 +3,11 @@
 //
 // An input is played twice on a fresh fake desktop, by the library and then by the model. A
 // simulated service answers inside every block, refuses some, fails as another window of the
-// thread, says goodbye, vanishes and comes back; up to three sessions (bare cores or clients)
-// start, stop, register, unregister, send, throw or end from inside any callback; memory runs
-// out while a call frames its block; console handlers come and go while events are raised.
+// thread, says goodbye, vanishes and comes back, and speaks the client's decoded messages;
+// up to three sessions (bare cores, clients or bare message windows) start, stop, register,
+// unregister, send, throw or end from inside any callback; memory runs out while a call
+// frames its block; console handlers come and go while events are raised, also on the
+// system's control thread while the application's thread removes one.
 // Each play writes what it does and hears as lines (every call and its outcome, every block
 // the service takes, every event and message with the session's state then, where every
 // exception arrives, every session's state whenever control is back with the application):
@@ -19,11 +21,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <new>
 #include <set>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "lumo/api/client.h"
@@ -77,6 +81,15 @@ std::string Words(const Parts&... parts) {
     std::ostringstream line;
     ((line << parts << ' '), ...);
     return line.str().substr(0, line.str().size() - 1);
+}
+
+// What the application makes of the bytes it is handed.
+std::string Digest(const std::uint8_t* bytes, std::size_t size) {
+    std::uint32_t hash = 2166136261u;
+    for (std::size_t i = 0; i < size; ++i) {
+        hash = (hash ^ bytes[i]) * 16777619u;
+    }
+    return std::to_string(hash);
 }
 
 // The input, a byte at a time; zeros once it is used up.
@@ -225,10 +238,19 @@ class Service {
     std::set<std::uint32_t> held;
 
     bool Alive() const { return TheSystem().IsWindow(m_window); }
+    // The broadcast, and the liveness timers, a window at a time: each answer shows.
     void Announce() {
-        if (Alive()) {
-            TheSystem().Broadcast(TheSystem().RegisterMessage(L"LUMO_SERVERAVAILABLE"), 0,
-                                  static_cast<std::intptr_t>(m_window));
+        const std::uint32_t announcement = TheSystem().RegisterMessage(L"LUMO_SERVERAVAILABLE");
+        for (WindowHandle client : Alive() ? clients : std::vector<WindowHandle>{}) {
+            trace(Words("announced to", Low(client),
+                        TheSystem().SendRegisteredMessage(client, announcement, 0, m_window)));
+        }
+    }
+    void Tick() {
+        for (WindowHandle client : std::vector(clients)) {
+            if (TheSystem().Timers(client).count(1280) != 0) {
+                trace(Words("tick", Low(client), TheSystem().FireTimer(client, 1280)));
+            }
         }
     }
     void Vanish() {
@@ -243,12 +265,16 @@ class Service {
     }
     // One message to every session's window, or another window's failure.
     void Speak() {
-        // The decoders' own messages are the client's tests'; 3000 is no one's.
         static constexpr std::uint32_t kIds[] = {1004, 1004, 2013, 3000, 2210, 2013, 3000, 2210,
                                                  1004, 2013, 3000, 3000, 1005, 0,    1,    2};
+        // 3000 is no one's; by the pick's high bits it gives way to a message the client
+        // decodes: instrument data, a fixed record, a measurement, a data reply, and an event
+        // of each sub-client.
+        static constexpr std::uint32_t kDecoded[] = {3000, 1000, 1001, 1002,
+                                                     2015, 2062, 2226, 2302};
         static constexpr std::size_t kSizes[] = {0, 3, 4, 10, 47, 48, 50, 400, 699, 700, 701};
         const std::uint8_t pick = m_script.Next(), size = m_script.Next();
-        const std::uint32_t id = kIds[pick % 16];
+        const std::uint32_t id = kIds[pick % 16] == 3000 ? kDecoded[pick / 32] : kIds[pick % 16];
         if (!Alive() || id == 1 || id == 2) {
             // A block shorter than a header, someone else's message, another timer.
             for (WindowHandle client : std::vector(clients)) {
@@ -285,7 +311,11 @@ class Service {
 
   private:
     void Receive(const std::vector<std::uint8_t>& block) {
-        const std::uint32_t code = U32At(block, 0), client = U32At(block, 32);
+        // A raw block may be shorter than a header.
+        const auto at = [&](std::size_t offset) {
+            return block.size() >= offset + 4 ? U32At(block, offset) : 0;
+        };
+        const std::uint32_t code = at(0), client = at(32);
         const bool registration = code == 2000 || code == 100;
         std::uint32_t hash = 2166136261u;
         for (std::size_t i = 0; i < block.size(); ++i) {
@@ -298,16 +328,17 @@ class Service {
             ++key;
         }
         m_earlier = now;
-        const bool refused = m_leaving || (code != 2001 && m_script.Next() % 8 == 0);
-        trace(Words("service takes", code, U32At(block, 4), "from", client, block.size(), hash,
-                    "key", key, refused ? "refused" : "taken"));
-        if (!refused) {
-            // A real service refuses a second registration and a stray unregistration, but
-            // for the one a client sends before it learns that its registration is refused
-            // (it ends inside the registration's send).
-            Check(!registration || held.insert(client).second);
-            Check(code != 2001 || held.erase(client) == 1 || m_refusing.count(client) != 0);
+        // A real service refuses a second registration (a reset window's), and takes no
+        // stray unregistration but the one a client sends before it learns that its
+        // registration is refused (it ends inside the registration's send).
+        const bool again = registration && held.count(client) != 0;
+        const bool refused = m_leaving || again || (code != 2001 && m_script.Next() % 8 == 0);
+        trace(Words("service takes", code, at(4), "from", client, block.size(), hash, "key", key,
+                    refused ? "refused" : "taken"));
+        if (!refused && registration) {
+            held.insert(client);
         }
+        Check(refused || code != 2001 || held.erase(client) == 1 || m_refusing.count(client) != 0);
         const auto refusing = m_refusing.insert(refused && registration ? client : 0);
         for (int answers = m_leaving ? 0 : m_script.Next() % 4; answers > 0; --answers) {
             Speak();
@@ -331,16 +362,44 @@ struct Options {
     std::uint32_t clientType;
 };
 
-// A session, the library's or the model's, a bare core or a client.
+// A bare message window (the core's, under it) has its own surface: Reset, SendRaw, a send
+// without the core's check of the registration, and no unregistration when it goes.
+enum class Kind { Core, Client, Window };
+constexpr const char* kKindNames[] = {"core", "client", "window"};
+
+const std::vector<std::uint8_t> kData(65536, 5);  // what a client's 2016 carries
+
+// Raw blocks a window sends: to the service's window or to none, three parts, each of data
+// or none (null, 0), or of a size beyond the data that no block can hold (the block then
+// fails for memory before any part is read).
+struct RawShape {
+    bool toService;
+    std::uint32_t sizes[3];
+    unsigned present;  // a bit for each part that has its data
+    const std::uint8_t* Part(int part) const {
+        return ((present >> part) & 1) != 0 ? kData.data() : nullptr;
+    }
+};
+constexpr RawShape kRawShapes[] = {{true, {4, 8, 12}, 7},         {true, {40, 8, 0}, 3},
+                                   {true, {4, 0, 0}, 1},          {true, {4, 8, 0}, 2},
+                                   {true, {0, 8, 0}, 3},          {true, {4, UINT32_MAX - 4, 0}, 3},
+                                   {true, {4, UINT32_MAX, 0}, 3}, {false, {4, 8, 12}, 7}};
+
+// A session, the library's or the model's: a bare core, a client or a bare window.
 struct Session {
+    explicit Session(Kind kind) : kind(kind) {}
     virtual ~Session() = default;
+    const Kind kind;
     virtual XeLUMOResult Start(const Options& options) = 0;
     virtual XeLUMOResult Stop() = 0;
     virtual XeLUMOResult Register() = 0;
     virtual XeLUMOResult Unregister() = 0;
-    // A core sends 2013 with `size` zeros; a client 2013 for none, else 2016 with data.
+    // A core or a window sends 2013 with `size` zeros; a client 2013 for none, else 2016
+    // with data.
     virtual XeLUMOResult Request(std::uint32_t size) = 0;
+    virtual XeLUMOResult SendRaw(const RawShape& shape, WindowHandle service) = 0;
     virtual void Connect(WindowHandle service) = 0;
+    // A core clears its message handlers; a window is reset.
     virtual void ClearHandlers() = 0;
     virtual std::string State() const = 0;
     // Ends the session: the model's object stays (its frames may still run).
@@ -348,8 +407,8 @@ struct Session {
 };
 
 class App;
-std::unique_ptr<Session> MakeLibrarySession(App& app, bool client);
-std::unique_ptr<Session> MakeModel(App& app, bool client);
+std::unique_ptr<Session> MakeLibrarySession(App& app, Kind kind);
+std::unique_ptr<Session> MakeModel(App& app, Kind kind);
 
 // The application: its sessions and console handlers, and what it does when called.
 class App {
@@ -388,7 +447,8 @@ class App {
         return "ended";
     }
     void Act();
-    // Adds (0), removes (1) a console handler, or raises an event (2).
+    // Adds (0), removes (1) a console handler, or raises an event (2), or raises it on the
+    // system's control thread while this one waits for it (3).
     void Console(int what, int handler);
 
     Script& m_script;
@@ -411,15 +471,17 @@ void App::Act() {
     }
     const std::uint8_t how = m_script.Next();
     if (!session && action == 1) {
-        trace(Words(name, how % 2 != 0 ? "is a client" : "is a core"));
-        session =
-            m_model ? MakeModel(*this, how % 2 != 0) : MakeLibrarySession(*this, how % 2 != 0);
+        const Kind kind = how % 2 != 0 ? Kind::Client : how >= 240 ? Kind::Window : Kind::Core;
+        trace(Words(name, "is a", kKindNames[static_cast<int>(kind)]));
+        session = m_model ? MakeModel(*this, kind) : MakeLibrarySession(*this, kind);
     }
     static constexpr std::uint32_t kSizes[] = {0,     272,   273, 65536, kLargestPayload,
                                                65536, 65536, 273, 0,     kLargestPayload + 1};
     switch (session ? action : 0) {
         case 1: {
             const std::size_t windows = TheSystem().CreatedWindows().size();
+            // The system refuses the message filter as often as the top three bits say.
+            TheSystem().FailFilterAttempts(how / 32);
             Ask(name + " start", starved, [&] {
                 return session->Start({how / 2 % 2 != 0, how / 4 % 2 != 0, how / 8 % 3, how / 24u});
             });
@@ -440,6 +502,11 @@ void App::Act() {
             break;
         case 6:
         case 7:
+            if (session->kind == Kind::Window && how / 10 % 2 != 0) {
+                Ask(Words(name, "raw", how / 20 % 8), starved,
+                    [&] { return session->SendRaw(kRawShapes[how / 20 % 8], m_service.Window()); });
+                break;
+            }
             Ask(Words(name, "request", kSizes[how % 10]), starved,
                 [&] { return session->Request(kSizes[how % 10]); });
             break;
@@ -454,7 +521,8 @@ void App::Act() {
             trace(name + " connects"), session->Connect(m_service.Window());
             break;
         case 10:
-            trace(name + " clears"), session->ClearHandlers();
+            trace(name + (session->kind == Kind::Window ? " resets" : " clears"));
+            session->ClearHandlers();
             break;
         case 11:
             trace(Words(name, session->State()));
@@ -471,7 +539,7 @@ void App::Step() {
             m_service.Speak();
             break;
         case 2:
-            TheSystem().TickTimers();
+            m_service.Tick();
             break;
         case 3:
             trace("the service restarts");
@@ -480,7 +548,7 @@ void App::Step() {
             break;
         case 4: {
             const std::uint8_t pick = m_script.Next();
-            Console(pick % 3, pick / 3 % 4);
+            Console(pick % 3 == 2 && pick / 12 % 2 != 0 ? 3 : pick % 3, pick / 3 % 4);
             break;
         }
         default:
@@ -527,6 +595,19 @@ void App::Console(int what, int handler) {
             const bool listed = std::find(list.begin(), list.end(), *it) != list.end();
             result = listed ? ConsoleCalled(*it) : 0;
         }
+    } else if (what == 3) {
+        // What a dispatch leaves behind on its thread shows when a later removal waits.
+        std::exception_ptr failed;
+        std::thread([&] {
+            try {
+                result = m_console.Dispatch(static_cast<std::uint32_t>(handler));
+            } catch (...) {
+                failed = std::current_exception();
+            }
+        }).join();
+        if (failed) {
+            std::rethrow_exception(failed);
+        }
     } else {
         result = m_console.Dispatch(static_cast<std::uint32_t>(handler));
     }
@@ -564,34 +645,73 @@ void App::Judge() {
 
 // ---- The library's play ----
 
-// The client's callbacks and its sub-clients' observers, as the application hears them.
-struct ReactingClient final : Client {
+// The client's callbacks and its sub-clients' observers, as the application hears them: what
+// it reads of each record, one of the size the public header gives.
+struct ReactingClient final : Client, Display::IObserver, DcScript::IObserver, Wrtl::IObserver {
     ReactingClient(App& app, const Session& session) : app(app), session(session) {
         trace(Words("parameters", GetParameterNames().size()));
+        GetDisplayClient().Observers().AddObserver(this);
+        GetDcScriptClient().Observers().AddObserver(this);
+        GetWrtlClient().Observers().AddObserver(this);
+    }
+    // Observers go off their lists before they go.
+    ~ReactingClient() override {
+        GetDisplayClient().Observers().RemoveObserver(this);
+        GetDcScriptClient().Observers().RemoveObserver(this);
+        GetWrtlClient().Observers().RemoveObserver(this);
     }
     void Heard(const std::string& what) { app.Heard(&session, what); }
     void OnConnectedToServer() override { Heard("registered"); }
     void OnServerDown() override { Heard("server down"); }
     void OnUnregisteredFromServer() override { Heard("unregistered"); }
     void OnServerAvailable() override { Heard("server available"); }
-    void OnInstrumentData(const std::uint8_t*) override {}
-    void OnReliableMeasurement(const std::uint8_t*) override {}
-    void OnUnreliableMeasurement(const std::uint8_t*) override {}
+    void OnInstrumentData(const std::uint8_t* record) override {
+        Heard(Words(1000, Digest(record, 700)));
+    }
+    void OnServerMessage1001(const std::uint8_t* record) override {
+        Heard(Words(1001, Digest(record, 564)));
+    }
+    void OnReliableMeasurement(const std::uint8_t* m) override {
+        Heard(Words("reliable", Digest(m, 4)));
+    }
+    void OnUnreliableMeasurement(const std::uint8_t* m) override {
+        Heard(Words("unreliable", Digest(m, 4)));
+    }
     void OnServerMessage1004(std::uint32_t a, std::uint32_t b, const std::uint8_t* payload,
                              std::uint32_t size) override {
         Heard(Words(1004, a, b, payload != nullptr, size));
     }
     void OnServerMessage2013(XeLUMOResult result) override { Heard(Words(2013, result)); }
+    void OnServerMessage2015(XeLUMOResult result, const std::uint8_t* header,
+                             const std::uint8_t* data, std::uint32_t size) override {
+        Heard(Words(2015, result, Digest(header, 48), size,
+                    data != nullptr ? Digest(data, size) : "none"));
+    }
     void OnServerMessage2210(bool value) override { Heard(Words(2210, value)); }
+    void OnInternalError(std::uint32_t kind, std::uint32_t id) override {
+        Heard(Words("internal error", kind, id));
+    }
+    void Observed(const ServiceRecord& r) {
+        Heard(Words("observer", r.header.messageId, r.header.argument1, r.header.argument2,
+                    r.payload.size(), Digest(r.payload.data(), r.payload.size())));
+    }
+#define LUMO_HEARS(id)                                               \
+    void OnServerMessage##id(const ServiceRecord& record) override { \
+        Observed(record);                                            \
+    }
+    LUMO_DISPLAY_OBSERVER_MESSAGES(LUMO_HEARS)
+    LUMO_DC_SCRIPT_OBSERVER_MESSAGES(LUMO_HEARS)
+    LUMO_WRTL_OBSERVER_MESSAGES(LUMO_HEARS)
+#undef LUMO_HEARS
     App& app;
     const Session& session;
 };
 
-const std::vector<std::uint8_t> kData(65536, 5);  // what a client's 2016 carries
-
+// A bare window's listener is a core that is not started itself: it hears as a bare core,
+// and answers for the window while there is none.
 struct LibrarySession final : Session {
-    LibrarySession(App& app, bool client) : app(app) {
-        if (client) {
+    LibrarySession(App& app, Kind kind) : Session(kind), app(app) {
+        if (kind == Kind::Client) {
             this->client = std::make_unique<ReactingClient>(app, *this);
             return;
         }
@@ -608,29 +728,66 @@ struct LibrarySession final : Session {
     }
     XeLUMOResult Start(const Options& o) override {
         const std::uint64_t key = kKeys[o.key];
-        return core ? core->Start(o.alternate, {o.autoRegister, o.clientType, KeyBytes(o.key)})
-                    : client->Start(o.alternate, o.key != 0 ? &key : nullptr, o.clientType,
-                                    o.autoRegister);
+        const LumoTransportOptions options{o.autoRegister, o.clientType, KeyBytes(o.key)};
+        if (kind == Kind::Window && window) {
+            return LUMO_ALREADY_STARTED;
+        }
+        try {
+            window = kind == Kind::Window
+                         ? std::make_unique<WindowsMessagingWindow>(*core, options, o.alternate)
+                         : nullptr;
+        } catch (const std::bad_alloc&) {
+            return LUMO_SERVICE_INTERNAL_ERROR;
+        }
+        return window ? LUMO_SUCCESS
+               : core ? core->Start(o.alternate, options)
+                      : client->Start(o.alternate, o.key != 0 ? &key : nullptr, o.clientType,
+                                      o.autoRegister);
     }
-    XeLUMOResult Stop() override { return core ? core->Stop() : LUMO_NOT_INITIALIZED; }
-    XeLUMOResult Register() override { return core ? core->Register() : client->Register(); }
-    XeLUMOResult Unregister() override { return core ? core->Unregister() : client->Unregister(); }
+    XeLUMOResult Stop() override {
+        window.reset();
+        return core ? core->Stop() : LUMO_NOT_INITIALIZED;
+    }
+    XeLUMOResult Register() override {
+        return window ? window->Register() : core ? core->Register() : client->Register();
+    }
+    XeLUMOResult Unregister() override {
+        return window ? window->Unregister() : core ? core->Unregister() : client->Unregister();
+    }
     XeLUMOResult Request(std::uint32_t size) override {
-        return core        ? core->Send(2013, nullptr, size, 0, 0)
+        return window      ? window->Send(2013, nullptr, size, 0, 0)
+               : core      ? core->Send(2013, nullptr, size, 0, 0)
                : size == 0 ? client->SendRequest2013()
                            : client->SendRequest2016(1, 2, 3, kData.data(), std::min(size, 65536u));
     }
-    void Connect(WindowHandle service) override {
-        core ? core->ServerAvailable(service) : client->ConnectToServerWindow(service);
+    XeLUMOResult SendRaw(const RawShape& raw, WindowHandle service) override {
+        return window ? window->SendRaw(raw.toService ? service : 0, raw.Part(0), raw.sizes[0],
+                                        raw.Part(1), raw.sizes[1], raw.Part(2), raw.sizes[2])
+                      : LUMO_NOT_INITIALIZED;
     }
-    void ClearHandlers() override { core ? core->ClearMessageHandlers() : void(); }
+    void Connect(WindowHandle service) override {
+        window   ? window->ServerAvailable(service)
+        : client ? client->ConnectToServerWindow(service)
+                 : core->ServerAvailable(service);
+    }
+    void ClearHandlers() override {
+        if (window) {
+            window->Reset();
+        } else if (core && kind == Kind::Core) {
+            core->ClearMessageHandlers();
+        }
+    }
     std::string State() const override {
         if (client) {
             return client->IsStarted() ? "started" : "stopped";
         }
-        return Words(core->IsStarted() ? "started" : "stopped",
-                     core->IsRegistered() ? "registered" : "unregistered",
-                     core->IsServerAvailable() ? "available" : "waiting", core->MessageCount());
+        return Words(core->IsStarted() || window ? "started" : "stopped",
+                     (window ? window->TakesRequests() : core->IsRegistered()) ? "registered"
+                                                                               : "unregistered",
+                     (window ? window->IsServerAvailable() : core->IsServerAvailable())
+                         ? "available"
+                         : "waiting",
+                     core->MessageCount());
     }
     void End(std::unique_ptr<Session>& self) override { self.reset(); }
     LumoMessageHandler Note(const char* handler) {
@@ -641,10 +798,11 @@ struct LibrarySession final : Session {
     App& app;
     std::unique_ptr<Core> core;
     std::unique_ptr<ReactingClient> client;
+    std::unique_ptr<WindowsMessagingWindow> window;
 };
 
-std::unique_ptr<Session> MakeLibrarySession(App& app, bool client) {
-    return std::make_unique<LibrarySession>(app, client);
+std::unique_ptr<Session> MakeLibrarySession(App& app, Kind kind) {
+    return std::make_unique<LibrarySession>(app, kind);
 }
 
 // ---- The model's play ----
@@ -653,12 +811,15 @@ std::unique_ptr<Session> MakeLibrarySession(App& app, bool client) {
 // holds it) or not, perhaps twice; a registration's or an unregistration's send under way
 // is a frame, and a call's row is that of the innermost frame still standing. A frame the
 // registration changed under (registered anew, the server lost, the window closed) is
-// overtaken: its own ending no longer applies. A client hears its events, its replies and
-// 2210; the messages its decoders judge are left to the client's own tests.
+// overtaken: its own ending no longer applies. A client hears its events and its messages
+// as the table "Replies and events" of docs/protocol.md decodes them. A bare window is a
+// core without its checks: it sends requests whenever it knows a server, forgets the server
+// silently when reset, and goes without unregistering.
 class Model final : public Session, Quiet {
   public:
-    Model(App& app, bool client) : m_app(app), m_client(client) {
-        if (client) {
+    Model(App& app, Kind kind)
+        : Session(kind), m_app(app), m_client(kind == Kind::Client), m_bare(kind == Kind::Window) {
+        if (m_client) {
             trace("parameters 33");
         }
     }
@@ -671,7 +832,11 @@ class Model final : public Session, Quiet {
         m_autoRegister = m_savedAutoRegister = options.autoRegister;
         m_window = TheSystem().Create(L"WindowsMessagingWindow", L"", *this);
         m_announcement = TheSystem().RegisterMessage(L"LUMO_SERVERAVAILABLE");
-        TheSystem().OpenMessageFilter(m_window, m_announcement);
+        for (int attempt = 0; attempt < 6; ++attempt) {
+            if (TheSystem().OpenMessageFilter(m_window, m_announcement)) {
+                break;
+            }
+        }
         m_started = true;
         return LUMO_SUCCESS;
     }
@@ -683,6 +848,16 @@ class Model final : public Session, Quiet {
     XeLUMOResult Register() override {
         starving = false;
         return m_stopping || !m_started ? LUMO_NOT_INITIALIZED : RegisterHere();
+    }
+    // A reset window forgets its server and registration without a word; its timer runs on.
+    void ClearHandlers() override {
+        if (!m_bare) {
+            m_handlers = false;
+        } else if (m_started) {
+            m_available = m_registered = m_twice = false;
+            m_server = 0;
+            Overtake();
+        }
     }
     XeLUMOResult Unregister() override {
         starving = false;
@@ -701,8 +876,10 @@ class Model final : public Session, Quiet {
         if (record && starved) {
             throw std::bad_alloc();  // a client builds a 2016's record before anything else
         }
-        if (!TakesRequests()) {
-            return LUMO_NOT_REGISTERED;
+        // A window sends without a registration, but not without a server.
+        const bool window = m_bare && m_started;
+        if (window ? !m_available : !TakesRequests()) {
+            return window ? LUMO_INVALID_HANDLE : LUMO_NOT_REGISTERED;
         }
         const std::uint32_t payload = record ? 48 + std::min(size, 65536u) : size;
         if (payload > kLargestPayload) {
@@ -722,12 +899,34 @@ class Model final : public Session, Quiet {
         Orvane::Platform::ThrowKeptException();
         return sent;
     }
+    // The parts back to back, in a block of their summed size, which needs memory.
+    XeLUMOResult SendRaw(const RawShape& raw, WindowHandle service) override {
+        const bool starved = std::exchange(starving, false);
+        const std::uint64_t total = std::uint64_t{raw.sizes[0]} + raw.sizes[1] + raw.sizes[2];
+        if (!m_started || !raw.toService) {
+            return m_started ? LUMO_INVALID_HANDLE : LUMO_NOT_INITIALIZED;
+        }
+        if (raw.Part(0) == nullptr || raw.sizes[0] == 0 || total > UINT32_MAX) {
+            return LUMO_BAD_PARAMETER;
+        }
+        if (starved || total >= (1u << 30)) {
+            throw std::bad_alloc();
+        }
+        std::vector<std::uint8_t> block;
+        for (int part = 0; part < 3 && raw.Part(part) != nullptr; ++part) {
+            block.insert(block.end(), raw.Part(part), raw.Part(part) + raw.sizes[part]);
+        }
+        const CopyDataBlock copy{0, static_cast<std::uint32_t>(block.size()), block.data()};
+        const XeLUMOResult sent =
+            TheSystem().SendCopyData(service, copy) != 0 ? LUMO_SUCCESS : LUMO_EXECUTION_FAILED;
+        Orvane::Platform::ThrowKeptException();
+        return sent;
+    }
     void Connect(WindowHandle service) override {
         if (m_started) {
             ServerAvailable(service);
         }
     }
-    void ClearHandlers() override { m_handlers = false; }
     std::string State() const override {
         if (m_client) {
             return m_started ? "started" : "stopped";
@@ -748,9 +947,10 @@ class Model final : public Session, Quiet {
         }
         m_ended = true;
     }
-    // Whenever control is back with the application the session and a live service agree.
+    // Whenever control is back with the application the session and a live service agree (a
+    // window that was reset forgot a registration the service still holds).
     void Agree(const Service& service) const {
-        Check(!m_available || m_server != service.Window() || !service.Alive() ||
+        Check(!m_available || m_server != service.Window() || !service.Alive() || m_bare ||
               m_registered == (service.held.count(Low(m_window)) != 0));
     }
 
@@ -851,15 +1051,16 @@ class Model final : public Session, Quiet {
         }
         return LUMO_SUCCESS;
     }
+    // A window goes without unregistering.
     XeLUMOResult StopHere() {
         const bool nested = std::exchange(m_stopping, true);
         std::exception_ptr failed;
         try {
             Frame* inside = Inside();
-            if (inside != nullptr && inside->registration) {
+            if (inside != nullptr && inside->registration && !m_bare) {
                 Count();  // and its 2001 at once, from inside its send, unheard
                 Withdraw(false);
-            } else if (inside == nullptr && m_registered && !m_twice) {
+            } else if (inside == nullptr && m_registered && !m_twice && !m_bare) {
                 Withdraw(true);
             }
         } catch (...) {
@@ -868,7 +1069,7 @@ class Model final : public Session, Quiet {
         if (!m_ended && m_started) {
             // A closed session leaves only a second Register's registration behind (inside
             // the unregistration's send the service has its 2001).
-            Check(!m_registered || m_twice || Inside() != nullptr);
+            Check(!m_registered || m_twice || Inside() != nullptr || m_bare);
             TheSystem().Destroy(m_window);
         }
         if (!m_ended) {
@@ -934,8 +1135,8 @@ class Model final : public Session, Quiet {
         }
         return false;
     }
-    // A bare core's handlers (2013 and 1004 until cleared, and the default one), or a
-    // client's callbacks.
+    // A bare core's handlers (2013 and 1004 until cleared, and the default one), a bare
+    // window's listener, or a client's callbacks.
     void Heard(const std::vector<std::uint8_t>& block) {
         sLUMOChunk header;
         std::memcpy(&header, block.data(), sizeof header);
@@ -951,14 +1152,43 @@ class Model final : public Session, Quiet {
             id == 2013 || (id == 1004 && header.argument1 == 2013) ? Words(2013, header.argument2)
             : id == 1004 ? Words(1004, header.argument1, header.argument2, size != 0, size)
             : id == 2210 ? Words(2210, header.argument1 != 0)
-                         : "";
+                         : Decoded(header, {block.begin() + sizeof header, block.end()});
         if (!heard.empty()) {
             Hear(heard);
         }
     }
+    // From the table: a fixed record (1000 of 700 bytes, 1001 of 564) zero-extended or cut
+    // to its size; a measurement by its status word, none without one; a data reply's
+    // header and data, or the verdict alone (7 for a success shorter than its header); a
+    // sub-client's event, a record as it came, to that sub-client's observers.
+    static std::string Decoded(const sLUMOChunk& header, std::vector<std::uint8_t> payload) {
+        const std::uint32_t id = header.messageId,
+                            size = static_cast<std::uint32_t>(payload.size());
+        if (id == 1000 || id == 1001) {
+            payload.resize(id == 1000 ? 700 : 564);
+            return Words(id, Digest(payload.data(), payload.size()));
+        }
+        if (id == 1002) {
+            return size < 4 ? "internal error 2 1002"
+                            : Words((payload[2] & 0x20) != 0 ? "reliable" : "unreliable",
+                                    Digest(payload.data(), 4));
+        }
+        if (id == 2015) {
+            const bool data = header.argument2 == 0 && size >= 48;
+            payload.resize(data ? size : 48);
+            std::fill(payload.begin(), payload.begin() + (data ? 0 : 48), 0);
+            return Words(2015, header.argument2 == 0 && !data ? 7 : header.argument2,
+                         Digest(payload.data(), 48), data ? size - 48 : 0,
+                         size > 48 && data ? Digest(payload.data() + 48, size - 48) : "none");
+        }
+        const bool observed = id == 2062 || id == 2226 || id == 2302;
+        return observed ? Words("observer", id, header.argument1, header.argument2, size,
+                                Digest(payload.data(), size))
+                        : "";
+    }
 
     App& m_app;
-    const bool m_client;
+    const bool m_client, m_bare;
     Options m_options{};
     bool m_started = false, m_stopping = false, m_ended = false, m_detached = false;
     bool m_available = false, m_registered = false, m_twice = false, m_handlers = true;
@@ -968,8 +1198,8 @@ class Model final : public Session, Quiet {
     std::vector<Frame*> m_frames;
 };
 
-std::unique_ptr<Session> MakeModel(App& app, bool client) {
-    return std::make_unique<Model>(app, client);
+std::unique_ptr<Session> MakeModel(App& app, Kind kind) {
+    return std::make_unique<Model>(app, kind);
 }
 
 void Play(const std::uint8_t* data, std::size_t size, std::vector<std::string>& library,
