@@ -7,7 +7,7 @@
 // up to three sessions (bare cores, clients or bare message windows) start, stop, register,
 // unregister, send, throw or end from inside any callback; memory runs out while a call
 // frames its block; console handlers come and go while events are raised, also on the
-// system's control thread while the application's thread removes one.
+// system's control thread while the application's thread waits for it.
 // Each play writes what it does and hears as lines (every call and its outcome, every block
 // the service takes, every event and message with the session's state then, where every
 // exception arrives, every session's state whenever control is back with the application):
