@@ -4,15 +4,14 @@
 // An input is played twice on a fresh fake desktop, by the library and then by the model. A
 // simulated service answers inside every block, refuses some, fails as another window of the
 // thread, says goodbye, vanishes and comes back, and speaks the client's decoded messages;
-// up to three sessions (bare cores, clients or bare message windows) start, stop, register,
-// unregister, send, throw or end from inside any callback; memory runs out while a call
-// frames its block; console handlers come and go while events are raised, also on the
-// system's control thread while the application's thread waits for it.
-// Each play writes what it does and hears as lines (every call and its outcome, every block
-// the service takes, every event and message with the session's state then, where every
-// exception arrives, every session's state whenever control is back with the application):
-// the model's lines must be the library's, in order. The model is held to the table's own
-// rules too: the session and the service agree, every exception arrives once.
+// up to three sessions (bare cores or clients) start, stop, register, unregister, send, send
+// raw blocks through a bare message window, throw or end from inside any callback; memory
+// runs out while a call frames its block; console handlers come and go while events are
+// raised. Each play writes what it does and hears as lines (every call and its outcome, every
+// block the service takes, every event and message with the session's state then, where
+// every exception arrives, every session's state whenever control is back with the
+// application): the model's lines must be the library's, in order. The model is held to the
+// table's own rules too: the session and the service agree, every exception arrives once.
 // LUMO_TRACE=1 in the environment prints the library's lines.
 #include <algorithm>
 #include <array>
@@ -27,7 +26,6 @@
 #include <set>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "lumo/api/client.h"
@@ -267,14 +265,12 @@ class Service {
     void Speak() {
         static constexpr std::uint32_t kIds[] = {1004, 1004, 2013, 3000, 2210, 2013, 3000, 2210,
                                                  1004, 2013, 3000, 3000, 1005, 0,    1,    2};
-        // 3000 is no one's; by the pick's high bits it gives way to a message the client
-        // decodes: instrument data, a fixed record, a measurement, a data reply, and an event
-        // of each sub-client.
-        static constexpr std::uint32_t kDecoded[] = {3000, 1000, 1001, 1002,
-                                                     2015, 2062, 2226, 2302};
+        // By the pick's high bits 3000, no one's, gives way to a message the client decodes:
+        // instrument data, a fixed record, a measurement, a data reply, a sub-client's event.
+        static constexpr std::uint32_t kOwn[] = {3000, 1000, 1001, 1002, 2015, 2062, 2226, 2302};
         static constexpr std::size_t kSizes[] = {0, 3, 4, 10, 47, 48, 50, 400, 699, 700, 701};
         const std::uint8_t pick = m_script.Next(), size = m_script.Next();
-        const std::uint32_t id = kIds[pick % 16] == 3000 ? kDecoded[pick / 32] : kIds[pick % 16];
+        const std::uint32_t id = kIds[pick % 16] == 3000 ? kOwn[pick / 32] : kIds[pick % 16];
         if (!Alive() || id == 1 || id == 2) {
             // A block shorter than a header, someone else's message, another timer.
             for (WindowHandle client : std::vector(clients)) {
@@ -328,17 +324,16 @@ class Service {
             ++key;
         }
         m_earlier = now;
-        // A real service refuses a second registration (a reset window's), and takes no
-        // stray unregistration but the one a client sends before it learns that its
-        // registration is refused (it ends inside the registration's send).
-        const bool again = registration && held.count(client) != 0;
-        const bool refused = m_leaving || again || (code != 2001 && m_script.Next() % 8 == 0);
+        const bool refused = m_leaving || (code != 2001 && m_script.Next() % 8 == 0);
         trace(Words("service takes", code, at(4), "from", client, block.size(), hash, "key", key,
                     refused ? "refused" : "taken"));
-        if (!refused && registration) {
-            held.insert(client);
+        if (!refused) {
+            // A real service refuses a second registration and a stray unregistration, but
+            // for the one a client sends before it learns that its registration is refused
+            // (it ends inside the registration's send).
+            Check(!registration || held.insert(client).second);
+            Check(code != 2001 || held.erase(client) == 1 || m_refusing.count(client) != 0);
         }
-        Check(refused || code != 2001 || held.erase(client) == 1 || m_refusing.count(client) != 0);
         const auto refusing = m_refusing.insert(refused && registration ? client : 0);
         for (int answers = m_leaving ? 0 : m_script.Next() % 4; answers > 0; --answers) {
             Speak();
@@ -362,14 +357,10 @@ struct Options {
     std::uint32_t clientType;
 };
 
-// A bare message window (the core's, under it) has its own surface: Reset, SendRaw, a send
-// without the core's check of the registration, and no unregistration when it goes.
-enum class Kind { Core, Client, Window };
-constexpr const char* kKindNames[] = {"core", "client", "window"};
-
 const std::vector<std::uint8_t> kData(65536, 5);  // what a client's 2016 carries
 
-// Raw blocks a window sends: to the service's window or to none, three parts, each of data
+// Raw blocks that a session's bare message window (the core's, without a core) sends: to the
+// service's window or to none, three parts, each of data
 // or none (null, 0), or of a size beyond the data that no block can hold (the block then
 // fails for memory before any part is read).
 struct RawShape {
@@ -385,21 +376,17 @@ constexpr RawShape kRawShapes[] = {{true, {4, 8, 12}, 7},         {true, {40, 8,
                                    {true, {0, 8, 0}, 3},          {true, {4, UINT32_MAX - 4, 0}, 3},
                                    {true, {4, UINT32_MAX, 0}, 3}, {false, {4, 8, 12}, 7}};
 
-// A session, the library's or the model's: a bare core, a client or a bare window.
+// A session, the library's or the model's, a bare core or a client.
 struct Session {
-    explicit Session(Kind kind) : kind(kind) {}
     virtual ~Session() = default;
-    const Kind kind;
     virtual XeLUMOResult Start(const Options& options) = 0;
     virtual XeLUMOResult Stop() = 0;
     virtual XeLUMOResult Register() = 0;
     virtual XeLUMOResult Unregister() = 0;
-    // A core or a window sends 2013 with `size` zeros; a client 2013 for none, else 2016
-    // with data.
+    // A core sends 2013 with `size` zeros; a client 2013 for none, else 2016 with data.
     virtual XeLUMOResult Request(std::uint32_t size) = 0;
     virtual XeLUMOResult SendRaw(const RawShape& shape, WindowHandle service) = 0;
     virtual void Connect(WindowHandle service) = 0;
-    // A core clears its message handlers; a window is reset.
     virtual void ClearHandlers() = 0;
     virtual std::string State() const = 0;
     // Ends the session: the model's object stays (its frames may still run).
@@ -407,8 +394,8 @@ struct Session {
 };
 
 class App;
-std::unique_ptr<Session> MakeLibrarySession(App& app, Kind kind);
-std::unique_ptr<Session> MakeModel(App& app, Kind kind);
+std::unique_ptr<Session> MakeLibrarySession(App& app, bool client);
+std::unique_ptr<Session> MakeModel(App& app, bool client);
 
 // The application: its sessions and console handlers, and what it does when called.
 class App {
@@ -447,8 +434,7 @@ class App {
         return "ended";
     }
     void Act();
-    // Adds (0), removes (1) a console handler, or raises an event (2), or raises it on the
-    // system's control thread while this one waits for it (3).
+    // Adds (0), removes (1) a console handler, or raises an event (2).
     void Console(int what, int handler);
 
     Script& m_script;
@@ -471,9 +457,9 @@ void App::Act() {
     }
     const std::uint8_t how = m_script.Next();
     if (!session && action == 1) {
-        const Kind kind = how % 2 != 0 ? Kind::Client : how >= 240 ? Kind::Window : Kind::Core;
-        trace(Words(name, "is a", kKindNames[static_cast<int>(kind)]));
-        session = m_model ? MakeModel(*this, kind) : MakeLibrarySession(*this, kind);
+        trace(Words(name, how % 2 != 0 ? "is a client" : "is a core"));
+        session =
+            m_model ? MakeModel(*this, how % 2 != 0) : MakeLibrarySession(*this, how % 2 != 0);
     }
     static constexpr std::uint32_t kSizes[] = {0,     272,   273, 65536, kLargestPayload,
                                                65536, 65536, 273, 0,     kLargestPayload + 1};
@@ -502,9 +488,9 @@ void App::Act() {
             break;
         case 6:
         case 7:
-            if (session->kind == Kind::Window && how / 10 % 2 != 0) {
-                Ask(Words(name, "raw", how / 20 % 8), starved,
-                    [&] { return session->SendRaw(kRawShapes[how / 20 % 8], m_service.Window()); });
+            if (how >= 240) {
+                Ask(Words(name, "raw", how % 8), starved,
+                    [&] { return session->SendRaw(kRawShapes[how % 8], m_service.Window()); });
                 break;
             }
             Ask(Words(name, "request", kSizes[how % 10]), starved,
@@ -521,8 +507,7 @@ void App::Act() {
             trace(name + " connects"), session->Connect(m_service.Window());
             break;
         case 10:
-            trace(name + (session->kind == Kind::Window ? " resets" : " clears"));
-            session->ClearHandlers();
+            trace(name + " clears"), session->ClearHandlers();
             break;
         case 11:
             trace(Words(name, session->State()));
@@ -548,7 +533,7 @@ void App::Step() {
             break;
         case 4: {
             const std::uint8_t pick = m_script.Next();
-            Console(pick % 3 == 2 && pick / 12 % 2 != 0 ? 3 : pick % 3, pick / 3 % 4);
+            Console(pick % 3, pick / 3 % 4);
             break;
         }
         default:
@@ -594,19 +579,6 @@ void App::Console(int what, int handler) {
         for (auto it = handlers.rbegin(); it != handlers.rend() && result == 0; ++it) {
             const bool listed = std::find(list.begin(), list.end(), *it) != list.end();
             result = listed ? ConsoleCalled(*it) : 0;
-        }
-    } else if (what == 3) {
-        // What a dispatch leaves behind on its thread shows when a later removal waits.
-        std::exception_ptr failed;
-        std::thread([&] {
-            try {
-                result = m_console.Dispatch(static_cast<std::uint32_t>(handler));
-            } catch (...) {
-                failed = std::current_exception();
-            }
-        }).join();
-        if (failed) {
-            std::rethrow_exception(failed);
         }
     } else {
         result = m_console.Dispatch(static_cast<std::uint32_t>(handler));
@@ -665,18 +637,13 @@ struct ReactingClient final : Client, Display::IObserver, DcScript::IObserver, W
     void OnServerDown() override { Heard("server down"); }
     void OnUnregisteredFromServer() override { Heard("unregistered"); }
     void OnServerAvailable() override { Heard("server available"); }
-    void OnInstrumentData(const std::uint8_t* record) override {
-        Heard(Words(1000, Digest(record, 700)));
+    void Read(const char* what, const std::uint8_t* bytes, std::size_t size) {
+        Heard(Words(what, Digest(bytes, size)));
     }
-    void OnServerMessage1001(const std::uint8_t* record) override {
-        Heard(Words(1001, Digest(record, 564)));
-    }
-    void OnReliableMeasurement(const std::uint8_t* m) override {
-        Heard(Words("reliable", Digest(m, 4)));
-    }
-    void OnUnreliableMeasurement(const std::uint8_t* m) override {
-        Heard(Words("unreliable", Digest(m, 4)));
-    }
+    void OnInstrumentData(const std::uint8_t* record) override { Read("1000", record, 700); }
+    void OnServerMessage1001(const std::uint8_t* record) override { Read("1001", record, 564); }
+    void OnReliableMeasurement(const std::uint8_t* m) override { Read("reliable", m, 4); }
+    void OnUnreliableMeasurement(const std::uint8_t* m) override { Read("unreliable", m, 4); }
     void OnServerMessage1004(std::uint32_t a, std::uint32_t b, const std::uint8_t* payload,
                              std::uint32_t size) override {
         Heard(Words(1004, a, b, payload != nullptr, size));
@@ -695,9 +662,9 @@ struct ReactingClient final : Client, Display::IObserver, DcScript::IObserver, W
         Heard(Words("observer", r.header.messageId, r.header.argument1, r.header.argument2,
                     r.payload.size(), Digest(r.payload.data(), r.payload.size())));
     }
-#define LUMO_HEARS(id)                                               \
-    void OnServerMessage##id(const ServiceRecord& record) override { \
-        Observed(record);                                            \
+#define LUMO_HEARS(id)                                          \
+    void OnServerMessage##id(const ServiceRecord& r) override { \
+        Observed(r);                                            \
     }
     LUMO_DISPLAY_OBSERVER_MESSAGES(LUMO_HEARS)
     LUMO_DC_SCRIPT_OBSERVER_MESSAGES(LUMO_HEARS)
@@ -707,11 +674,11 @@ struct ReactingClient final : Client, Display::IObserver, DcScript::IObserver, W
     const Session& session;
 };
 
-// A bare window's listener is a core that is not started itself: it hears as a bare core,
-// and answers for the window while there is none.
+// Each session has a bare message window of its own for raw blocks; an unstarted core
+// listens to it, and hears nothing.
 struct LibrarySession final : Session {
-    LibrarySession(App& app, Kind kind) : Session(kind), app(app) {
-        if (kind == Kind::Client) {
+    LibrarySession(App& app, bool client) : app(app) {
+        if (client) {
             this->client = std::make_unique<ReactingClient>(app, *this);
             return;
         }
@@ -728,66 +695,33 @@ struct LibrarySession final : Session {
     }
     XeLUMOResult Start(const Options& o) override {
         const std::uint64_t key = kKeys[o.key];
-        const LumoTransportOptions options{o.autoRegister, o.clientType, KeyBytes(o.key)};
-        if (kind == Kind::Window && window) {
-            return LUMO_ALREADY_STARTED;
-        }
-        try {
-            window = kind == Kind::Window
-                         ? std::make_unique<WindowsMessagingWindow>(*core, options, o.alternate)
-                         : nullptr;
-        } catch (const std::bad_alloc&) {
-            return LUMO_SERVICE_INTERNAL_ERROR;
-        }
-        return window ? LUMO_SUCCESS
-               : core ? core->Start(o.alternate, options)
-                      : client->Start(o.alternate, o.key != 0 ? &key : nullptr, o.clientType,
-                                      o.autoRegister);
+        return core ? core->Start(o.alternate, {o.autoRegister, o.clientType, KeyBytes(o.key)})
+                    : client->Start(o.alternate, o.key != 0 ? &key : nullptr, o.clientType,
+                                    o.autoRegister);
     }
-    XeLUMOResult Stop() override {
-        window.reset();
-        return core ? core->Stop() : LUMO_NOT_INITIALIZED;
-    }
-    XeLUMOResult Register() override {
-        return window ? window->Register() : core ? core->Register() : client->Register();
-    }
-    XeLUMOResult Unregister() override {
-        return window ? window->Unregister() : core ? core->Unregister() : client->Unregister();
-    }
+    XeLUMOResult Stop() override { return core ? core->Stop() : LUMO_NOT_INITIALIZED; }
+    XeLUMOResult Register() override { return core ? core->Register() : client->Register(); }
+    XeLUMOResult Unregister() override { return core ? core->Unregister() : client->Unregister(); }
     XeLUMOResult Request(std::uint32_t size) override {
-        return window      ? window->Send(2013, nullptr, size, 0, 0)
-               : core      ? core->Send(2013, nullptr, size, 0, 0)
+        return core        ? core->Send(2013, nullptr, size, 0, 0)
                : size == 0 ? client->SendRequest2013()
                            : client->SendRequest2016(1, 2, 3, kData.data(), std::min(size, 65536u));
     }
     XeLUMOResult SendRaw(const RawShape& raw, WindowHandle service) override {
-        return window ? window->SendRaw(raw.toService ? service : 0, raw.Part(0), raw.sizes[0],
-                                        raw.Part(1), raw.sizes[1], raw.Part(2), raw.sizes[2])
-                      : LUMO_NOT_INITIALIZED;
+        return window.SendRaw(raw.toService ? service : 0, raw.Part(0), raw.sizes[0], raw.Part(1),
+                              raw.sizes[1], raw.Part(2), raw.sizes[2]);
     }
     void Connect(WindowHandle service) override {
-        window   ? window->ServerAvailable(service)
-        : client ? client->ConnectToServerWindow(service)
-                 : core->ServerAvailable(service);
+        core ? core->ServerAvailable(service) : client->ConnectToServerWindow(service);
     }
-    void ClearHandlers() override {
-        if (window) {
-            window->Reset();
-        } else if (core && kind == Kind::Core) {
-            core->ClearMessageHandlers();
-        }
-    }
+    void ClearHandlers() override { core ? core->ClearMessageHandlers() : void(); }
     std::string State() const override {
         if (client) {
             return client->IsStarted() ? "started" : "stopped";
         }
-        return Words(core->IsStarted() || window ? "started" : "stopped",
-                     (window ? window->TakesRequests() : core->IsRegistered()) ? "registered"
-                                                                               : "unregistered",
-                     (window ? window->IsServerAvailable() : core->IsServerAvailable())
-                         ? "available"
-                         : "waiting",
-                     core->MessageCount());
+        return Words(core->IsStarted() ? "started" : "stopped",
+                     core->IsRegistered() ? "registered" : "unregistered",
+                     core->IsServerAvailable() ? "available" : "waiting", core->MessageCount());
     }
     void End(std::unique_ptr<Session>& self) override { self.reset(); }
     LumoMessageHandler Note(const char* handler) {
@@ -798,11 +732,12 @@ struct LibrarySession final : Session {
     App& app;
     std::unique_ptr<Core> core;
     std::unique_ptr<ReactingClient> client;
-    std::unique_ptr<WindowsMessagingWindow> window;
+    Core sink;
+    WindowsMessagingWindow window{sink, {}, 0};
 };
 
-std::unique_ptr<Session> MakeLibrarySession(App& app, Kind kind) {
-    return std::make_unique<LibrarySession>(app, kind);
+std::unique_ptr<Session> MakeLibrarySession(App& app, bool client) {
+    return std::make_unique<LibrarySession>(app, client);
 }
 
 // ---- The model's play ----
@@ -812,14 +747,12 @@ std::unique_ptr<Session> MakeLibrarySession(App& app, Kind kind) {
 // is a frame, and a call's row is that of the innermost frame still standing. A frame the
 // registration changed under (registered anew, the server lost, the window closed) is
 // overtaken: its own ending no longer applies. A client hears its events and its messages
-// as the table "Replies and events" of docs/protocol.md decodes them. A bare window is a
-// core without its checks: it sends requests whenever it knows a server, forgets the server
-// silently when reset, and goes without unregistering.
+// as the table "Replies and events" of docs/protocol.md decodes them. The bare window for
+// raw blocks sends as the message window's rows there say.
 class Model final : public Session, Quiet {
   public:
-    Model(App& app, Kind kind)
-        : Session(kind), m_app(app), m_client(kind == Kind::Client), m_bare(kind == Kind::Window) {
-        if (m_client) {
+    Model(App& app, bool client) : m_app(app), m_client(client), m_raw(OpenWindow()) {
+        if (client) {
             trace("parameters 33");
         }
     }
@@ -830,13 +763,7 @@ class Model final : public Session, Quiet {
         }
         m_options = options;
         m_autoRegister = m_savedAutoRegister = options.autoRegister;
-        m_window = TheSystem().Create(L"WindowsMessagingWindow", L"", *this);
-        m_announcement = TheSystem().RegisterMessage(L"LUMO_SERVERAVAILABLE");
-        for (int attempt = 0; attempt < 6; ++attempt) {
-            if (TheSystem().OpenMessageFilter(m_window, m_announcement)) {
-                break;
-            }
-        }
+        m_window = OpenWindow();
         m_started = true;
         return LUMO_SUCCESS;
     }
@@ -848,16 +775,6 @@ class Model final : public Session, Quiet {
     XeLUMOResult Register() override {
         starving = false;
         return m_stopping || !m_started ? LUMO_NOT_INITIALIZED : RegisterHere();
-    }
-    // A reset window forgets its server and registration without a word; its timer runs on.
-    void ClearHandlers() override {
-        if (!m_bare) {
-            m_handlers = false;
-        } else if (m_started) {
-            m_available = m_registered = m_twice = false;
-            m_server = 0;
-            Overtake();
-        }
     }
     XeLUMOResult Unregister() override {
         starving = false;
@@ -876,10 +793,8 @@ class Model final : public Session, Quiet {
         if (record && starved) {
             throw std::bad_alloc();  // a client builds a 2016's record before anything else
         }
-        // A window sends without a registration, but not without a server.
-        const bool window = m_bare && m_started;
-        if (window ? !m_available : !TakesRequests()) {
-            return window ? LUMO_INVALID_HANDLE : LUMO_NOT_REGISTERED;
+        if (!TakesRequests()) {
+            return LUMO_NOT_REGISTERED;
         }
         const std::uint32_t payload = record ? 48 + std::min(size, 65536u) : size;
         if (payload > kLargestPayload) {
@@ -903,11 +818,8 @@ class Model final : public Session, Quiet {
     XeLUMOResult SendRaw(const RawShape& raw, WindowHandle service) override {
         const bool starved = std::exchange(starving, false);
         const std::uint64_t total = std::uint64_t{raw.sizes[0]} + raw.sizes[1] + raw.sizes[2];
-        if (!m_started || !raw.toService) {
-            return m_started ? LUMO_INVALID_HANDLE : LUMO_NOT_INITIALIZED;
-        }
-        if (raw.Part(0) == nullptr || raw.sizes[0] == 0 || total > UINT32_MAX) {
-            return LUMO_BAD_PARAMETER;
+        if (!raw.toService || raw.Part(0) == nullptr || raw.sizes[0] == 0 || total > UINT32_MAX) {
+            return raw.toService ? LUMO_BAD_PARAMETER : LUMO_INVALID_HANDLE;
         }
         if (starved || total >= (1u << 30)) {
             throw std::bad_alloc();
@@ -927,6 +839,7 @@ class Model final : public Session, Quiet {
             ServerAvailable(service);
         }
     }
+    void ClearHandlers() override { m_handlers = false; }
     std::string State() const override {
         if (m_client) {
             return m_started ? "started" : "stopped";
@@ -938,6 +851,7 @@ class Model final : public Session, Quiet {
     // As Stop, after a client's application part has gone; a throw meanwhile is kept.
     void End(std::unique_ptr<Session>& self) override {
         starving = false;
+        TheSystem().Destroy(m_raw);
         m_app.ended.push_back(std::move(self));
         m_detached = m_client;
         try {
@@ -947,10 +861,9 @@ class Model final : public Session, Quiet {
         }
         m_ended = true;
     }
-    // Whenever control is back with the application the session and a live service agree (a
-    // window that was reset forgot a registration the service still holds).
+    // Whenever control is back with the application the session and a live service agree.
     void Agree(const Service& service) const {
-        Check(!m_available || m_server != service.Window() || !service.Alive() || m_bare ||
+        Check(!m_available || m_server != service.Window() || !service.Alive() ||
               m_registered == (service.held.count(Low(m_window)) != 0));
     }
 
@@ -1051,16 +964,15 @@ class Model final : public Session, Quiet {
         }
         return LUMO_SUCCESS;
     }
-    // A window goes without unregistering.
     XeLUMOResult StopHere() {
         const bool nested = std::exchange(m_stopping, true);
         std::exception_ptr failed;
         try {
             Frame* inside = Inside();
-            if (inside != nullptr && inside->registration && !m_bare) {
+            if (inside != nullptr && inside->registration) {
                 Count();  // and its 2001 at once, from inside its send, unheard
                 Withdraw(false);
-            } else if (inside == nullptr && m_registered && !m_twice && !m_bare) {
+            } else if (inside == nullptr && m_registered && !m_twice) {
                 Withdraw(true);
             }
         } catch (...) {
@@ -1069,7 +981,7 @@ class Model final : public Session, Quiet {
         if (!m_ended && m_started) {
             // A closed session leaves only a second Register's registration behind (inside
             // the unregistration's send the service has its 2001).
-            Check(!m_registered || m_twice || Inside() != nullptr || m_bare);
+            Check(!m_registered || m_twice || Inside() != nullptr);
             TheSystem().Destroy(m_window);
         }
         if (!m_ended) {
@@ -1081,6 +993,15 @@ class Model final : public Session, Quiet {
             std::rethrow_exception(failed);
         }
         return LUMO_SUCCESS;
+    }
+    // A message window, its filter opened to the broadcast in up to six tries.
+    WindowHandle OpenWindow() {
+        const WindowHandle window = TheSystem().Create(L"WindowsMessagingWindow", L"", *this);
+        m_announcement = TheSystem().RegisterMessage(L"LUMO_SERVERAVAILABLE");
+        for (int attempt = 0; attempt < 6 && !TheSystem().OpenMessageFilter(window, m_announcement);
+             ++attempt) {
+        }
+        return window;
     }
     XeLUMOResult Deliver(std::uint32_t code, const std::vector<std::uint8_t>& payload) {
         std::vector<std::uint8_t> block(sizeof(LumoMessageHeader) + payload.size());
@@ -1188,7 +1109,7 @@ class Model final : public Session, Quiet {
     }
 
     App& m_app;
-    const bool m_client, m_bare;
+    const bool m_client;
     Options m_options{};
     bool m_started = false, m_stopping = false, m_ended = false, m_detached = false;
     bool m_available = false, m_registered = false, m_twice = false, m_handlers = true;
@@ -1196,10 +1117,11 @@ class Model final : public Session, Quiet {
     WindowHandle m_window = 0, m_server = 0;
     std::uint32_t m_announcement = 0, m_messages = 0;
     std::vector<Frame*> m_frames;
+    const WindowHandle m_raw;  // the bare window for raw blocks
 };
 
-std::unique_ptr<Session> MakeModel(App& app, Kind kind) {
-    return std::make_unique<Model>(app, kind);
+std::unique_ptr<Session> MakeModel(App& app, bool client) {
+    return std::make_unique<Model>(app, client);
 }
 
 void Play(const std::uint8_t* data, std::size_t size, std::vector<std::string>& library,
