@@ -353,9 +353,11 @@ def fuzz_judge(target, seconds):
 
 
 def fuzz_report(target, files):
-    """How many valid mutants of `files` the suites and the fuzz target each kill."""
+    """How many valid mutants of `files` the suites and the fuzz target each kill, the
+    excluded ones left out."""
+    reasons = excluded()
     results = [r for r in load_results() if "fuzz" in r and r["status"] != "invalid"
-               and (not files or r["file"] in files)]
+               and (not files or r["file"] in files) and not is_excluded(r, reasons)]
     print(f"\n{target} beside the suites, {len(results)} valid mutants:")
     print("  file                                             suites  fuzz target  either")
     for name in sorted({r["file"] for r in results}) + ["all"]:
@@ -385,9 +387,11 @@ def test_files():
 
 
 def excluded():
-    """(file, line, mutated line) -> why no test is asked to catch that mutant. The file holds
-    blocks of `file:`, `line:`, `into:` and `why:` (which may go on over indented lines),
-    between blank lines; lines of `#` are comments."""
+    """(file, line, mutated line) -> (the line after it, or None; why no test is asked to
+    catch that mutant). The file holds blocks of `file:`, `line:`, `into:`, an optional
+    `next:` for a line that the file has more than once (the line after the one meant), and
+    `why:` (which may go on over indented lines), between blank lines; lines of `#` are
+    comments."""
     reasons = {}
     text = open(EXCLUDED, encoding="utf-8").read() if os.path.exists(EXCLUDED) else ""
     for block in re.split(r"\n\s*\n", text):
@@ -401,8 +405,20 @@ def excluded():
                 key, _, value = line.partition(":")
                 fields[key] = value.strip()
         if fields:
-            reasons[(fields["file"], fields["line"], fields["into"])] = fields["why"]
+            reasons[(fields["file"], fields["line"], fields["into"])] = (fields.get("next"),
+                                                                         fields["why"])
     return reasons
+
+
+def is_excluded(result, reasons):
+    """Whether the exclusions file names this mutant: by its line, and the line after it
+    where the file asks for that."""
+    found = reasons.get((result["file"], result["before"], result["after"]))
+    if found is None or found[0] is None:
+        return found is not None
+    path = os.path.join(ROOT, result["file"])
+    lines = open(path, encoding="utf-8").read().split("\n") if os.path.exists(path) else []
+    return result["line"] < len(lines) and lines[result["line"]].strip() == found[0]
 
 
 def part_of(name):
@@ -419,7 +435,7 @@ def report():
     reasons = excluded()
     everything = load_results()
     results = [r for r in everything if r["status"] != "invalid" and
-               (r["file"], r["before"], r["after"]) not in reasons]
+               not is_excluded(r, reasons)]
     killed = [r for r in results if r["status"] == "killed"]
     for part in ("native tier, shipped code", "native stand-ins and main",
                  "wine tier, shipped code"):

@@ -3,14 +3,15 @@
 //
 // An input is played twice on a fresh fake desktop, by the library and then by the model. A
 // simulated service answers inside every block, refuses some, fails as another window of the
-// thread, says goodbye, vanishes and comes back; up to three sessions (bare cores or clients)
-// start, stop, register, unregister, send, throw or end from inside any callback; memory runs
-// out while a call frames its block; console handlers come and go while events are raised.
-// Each play writes what it does and hears as lines (every call and its outcome, every block
-// the service takes, every event and message with the session's state then, where every
-// exception arrives, every session's state whenever control is back with the application):
-// the model's lines must be the library's, in order. The model is held to the table's own
-// rules too: the session and the service agree, every exception arrives once.
+// thread, says goodbye, vanishes and comes back, and speaks the client's decoded messages;
+// up to three sessions (bare cores or clients) start, stop, register, unregister, send, send
+// raw blocks through a bare message window, throw or end from inside any callback; memory
+// runs out while a call frames its block; console handlers come and go while events are
+// raised. Each play writes what it does and hears as lines (every call and its outcome, every
+// block the service takes, every event and message with the session's state then, where
+// every exception arrives, every session's state whenever control is back with the
+// application): the model's lines must be the library's, in order. The model is held to the
+// table's own rules too: the session and the service agree, every exception arrives once.
 // LUMO_TRACE=1 in the environment prints the library's lines.
 #include <algorithm>
 #include <array>
@@ -19,6 +20,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <new>
 #include <set>
@@ -77,6 +79,15 @@ std::string Words(const Parts&... parts) {
     std::ostringstream line;
     ((line << parts << ' '), ...);
     return line.str().substr(0, line.str().size() - 1);
+}
+
+// What the application makes of the bytes it is handed.
+std::string Digest(const std::uint8_t* bytes, std::size_t size) {
+    std::uint32_t hash = 2166136261u;
+    for (std::size_t i = 0; i < size; ++i) {
+        hash = (hash ^ bytes[i]) * 16777619u;
+    }
+    return std::to_string(hash);
 }
 
 // The input, a byte at a time; zeros once it is used up.
@@ -225,10 +236,19 @@ class Service {
     std::set<std::uint32_t> held;
 
     bool Alive() const { return TheSystem().IsWindow(m_window); }
+    // The broadcast, and the liveness timers, a window at a time: each answer shows.
     void Announce() {
-        if (Alive()) {
-            TheSystem().Broadcast(TheSystem().RegisterMessage(L"LUMO_SERVERAVAILABLE"), 0,
-                                  static_cast<std::intptr_t>(m_window));
+        const std::uint32_t announcement = TheSystem().RegisterMessage(L"LUMO_SERVERAVAILABLE");
+        for (WindowHandle client : Alive() ? clients : std::vector<WindowHandle>{}) {
+            trace(Words("announced to", Low(client),
+                        TheSystem().SendRegisteredMessage(client, announcement, 0, m_window)));
+        }
+    }
+    void Tick() {
+        for (WindowHandle client : std::vector(clients)) {
+            if (TheSystem().Timers(client).count(1280) != 0) {
+                trace(Words("tick", Low(client), TheSystem().FireTimer(client, 1280)));
+            }
         }
     }
     void Vanish() {
@@ -243,12 +263,14 @@ class Service {
     }
     // One message to every session's window, or another window's failure.
     void Speak() {
-        // The decoders' own messages are the client's tests'; 3000 is no one's.
         static constexpr std::uint32_t kIds[] = {1004, 1004, 2013, 3000, 2210, 2013, 3000, 2210,
                                                  1004, 2013, 3000, 3000, 1005, 0,    1,    2};
+        // By the pick's high bits 3000, no one's, gives way to a message the client decodes:
+        // instrument data, a fixed record, a measurement, a data reply, a sub-client's event.
+        static constexpr std::uint32_t kOwn[] = {3000, 1000, 1001, 1002, 2015, 2062, 2226, 2302};
         static constexpr std::size_t kSizes[] = {0, 3, 4, 10, 47, 48, 50, 400, 699, 700, 701};
         const std::uint8_t pick = m_script.Next(), size = m_script.Next();
-        const std::uint32_t id = kIds[pick % 16];
+        const std::uint32_t id = kIds[pick % 16] == 3000 ? kOwn[pick / 32] : kIds[pick % 16];
         if (!Alive() || id == 1 || id == 2) {
             // A block shorter than a header, someone else's message, another timer.
             for (WindowHandle client : std::vector(clients)) {
@@ -285,7 +307,11 @@ class Service {
 
   private:
     void Receive(const std::vector<std::uint8_t>& block) {
-        const std::uint32_t code = U32At(block, 0), client = U32At(block, 32);
+        // A raw block may be shorter than a header.
+        const auto at = [&](std::size_t offset) {
+            return block.size() >= offset + 4 ? U32At(block, offset) : 0;
+        };
+        const std::uint32_t code = at(0), client = at(32);
         const bool registration = code == 2000 || code == 100;
         std::uint32_t hash = 2166136261u;
         for (std::size_t i = 0; i < block.size(); ++i) {
@@ -299,8 +325,8 @@ class Service {
         }
         m_earlier = now;
         const bool refused = m_leaving || (code != 2001 && m_script.Next() % 8 == 0);
-        trace(Words("service takes", code, U32At(block, 4), "from", client, block.size(), hash,
-                    "key", key, refused ? "refused" : "taken"));
+        trace(Words("service takes", code, at(4), "from", client, block.size(), hash, "key", key,
+                    refused ? "refused" : "taken"));
         if (!refused) {
             // A real service refuses a second registration and a stray unregistration, but
             // for the one a client sends before it learns that its registration is refused
@@ -331,6 +357,25 @@ struct Options {
     std::uint32_t clientType;
 };
 
+const std::vector<std::uint8_t> kData(65536, 5);  // what a client's 2016 carries
+
+// Raw blocks that a session's bare message window (the core's, without a core) sends: to the
+// service's window or to none, three parts, each of data
+// or none (null, 0), or of a size beyond the data that no block can hold (the block then
+// fails for memory before any part is read).
+struct RawShape {
+    bool toService;
+    std::uint32_t sizes[3];
+    unsigned present;  // a bit for each part that has its data
+    const std::uint8_t* Part(int part) const {
+        return ((present >> part) & 1) != 0 ? kData.data() : nullptr;
+    }
+};
+constexpr RawShape kRawShapes[] = {{true, {4, 8, 12}, 7},         {true, {40, 8, 0}, 3},
+                                   {true, {4, 0, 0}, 1},          {true, {4, 8, 0}, 2},
+                                   {true, {0, 8, 0}, 3},          {true, {4, UINT32_MAX - 4, 0}, 3},
+                                   {true, {4, UINT32_MAX, 0}, 3}, {false, {4, 8, 12}, 7}};
+
 // A session, the library's or the model's, a bare core or a client.
 struct Session {
     virtual ~Session() = default;
@@ -340,6 +385,7 @@ struct Session {
     virtual XeLUMOResult Unregister() = 0;
     // A core sends 2013 with `size` zeros; a client 2013 for none, else 2016 with data.
     virtual XeLUMOResult Request(std::uint32_t size) = 0;
+    virtual XeLUMOResult SendRaw(const RawShape& shape, WindowHandle service) = 0;
     virtual void Connect(WindowHandle service) = 0;
     virtual void ClearHandlers() = 0;
     virtual std::string State() const = 0;
@@ -420,6 +466,8 @@ void App::Act() {
     switch (session ? action : 0) {
         case 1: {
             const std::size_t windows = TheSystem().CreatedWindows().size();
+            // The system refuses the message filter as often as the top three bits say.
+            TheSystem().FailFilterAttempts(how / 32);
             Ask(name + " start", starved, [&] {
                 return session->Start({how / 2 % 2 != 0, how / 4 % 2 != 0, how / 8 % 3, how / 24u});
             });
@@ -440,6 +488,11 @@ void App::Act() {
             break;
         case 6:
         case 7:
+            if (how >= 240) {
+                Ask(Words(name, "raw", how % 8), starved,
+                    [&] { return session->SendRaw(kRawShapes[how % 8], m_service.Window()); });
+                break;
+            }
             Ask(Words(name, "request", kSizes[how % 10]), starved,
                 [&] { return session->Request(kSizes[how % 10]); });
             break;
@@ -471,7 +524,7 @@ void App::Step() {
             m_service.Speak();
             break;
         case 2:
-            TheSystem().TickTimers();
+            m_service.Tick();
             break;
         case 3:
             trace("the service restarts");
@@ -564,31 +617,65 @@ void App::Judge() {
 
 // ---- The library's play ----
 
-// The client's callbacks and its sub-clients' observers, as the application hears them.
-struct ReactingClient final : Client {
+// The client's callbacks and its sub-clients' observers, as the application hears them: what
+// it reads of each record, one of the size the public header gives.
+struct ReactingClient final : Client, Display::IObserver, DcScript::IObserver, Wrtl::IObserver {
     ReactingClient(App& app, const Session& session) : app(app), session(session) {
         trace(Words("parameters", GetParameterNames().size()));
+        GetDisplayClient().Observers().AddObserver(this);
+        GetDcScriptClient().Observers().AddObserver(this);
+        GetWrtlClient().Observers().AddObserver(this);
+    }
+    // Observers go off their lists before they go.
+    ~ReactingClient() override {
+        GetDisplayClient().Observers().RemoveObserver(this);
+        GetDcScriptClient().Observers().RemoveObserver(this);
+        GetWrtlClient().Observers().RemoveObserver(this);
     }
     void Heard(const std::string& what) { app.Heard(&session, what); }
     void OnConnectedToServer() override { Heard("registered"); }
     void OnServerDown() override { Heard("server down"); }
     void OnUnregisteredFromServer() override { Heard("unregistered"); }
     void OnServerAvailable() override { Heard("server available"); }
-    void OnInstrumentData(const std::uint8_t*) override {}
-    void OnReliableMeasurement(const std::uint8_t*) override {}
-    void OnUnreliableMeasurement(const std::uint8_t*) override {}
+    void Read(const char* what, const std::uint8_t* bytes, std::size_t size) {
+        Heard(Words(what, Digest(bytes, size)));
+    }
+    void OnInstrumentData(const std::uint8_t* record) override { Read("1000", record, 700); }
+    void OnServerMessage1001(const std::uint8_t* record) override { Read("1001", record, 564); }
+    void OnReliableMeasurement(const std::uint8_t* m) override { Read("reliable", m, 4); }
+    void OnUnreliableMeasurement(const std::uint8_t* m) override { Read("unreliable", m, 4); }
     void OnServerMessage1004(std::uint32_t a, std::uint32_t b, const std::uint8_t* payload,
                              std::uint32_t size) override {
         Heard(Words(1004, a, b, payload != nullptr, size));
     }
     void OnServerMessage2013(XeLUMOResult result) override { Heard(Words(2013, result)); }
+    void OnServerMessage2015(XeLUMOResult result, const std::uint8_t* header,
+                             const std::uint8_t* data, std::uint32_t size) override {
+        Heard(Words(2015, result, Digest(header, 48), size,
+                    data != nullptr ? Digest(data, size) : "none"));
+    }
     void OnServerMessage2210(bool value) override { Heard(Words(2210, value)); }
+    void OnInternalError(std::uint32_t kind, std::uint32_t id) override {
+        Heard(Words("internal error", kind, id));
+    }
+    void Observed(const ServiceRecord& r) {
+        Heard(Words("observer", r.header.messageId, r.header.argument1, r.header.argument2,
+                    r.payload.size(), Digest(r.payload.data(), r.payload.size())));
+    }
+#define LUMO_HEARS(id)                                          \
+    void OnServerMessage##id(const ServiceRecord& r) override { \
+        Observed(r);                                            \
+    }
+    LUMO_DISPLAY_OBSERVER_MESSAGES(LUMO_HEARS)
+    LUMO_DC_SCRIPT_OBSERVER_MESSAGES(LUMO_HEARS)
+    LUMO_WRTL_OBSERVER_MESSAGES(LUMO_HEARS)
+#undef LUMO_HEARS
     App& app;
     const Session& session;
 };
 
-const std::vector<std::uint8_t> kData(65536, 5);  // what a client's 2016 carries
-
+// Each session has a bare message window of its own for raw blocks; an unstarted core
+// listens to it, and hears nothing.
 struct LibrarySession final : Session {
     LibrarySession(App& app, bool client) : app(app) {
         if (client) {
@@ -620,6 +707,10 @@ struct LibrarySession final : Session {
                : size == 0 ? client->SendRequest2013()
                            : client->SendRequest2016(1, 2, 3, kData.data(), std::min(size, 65536u));
     }
+    XeLUMOResult SendRaw(const RawShape& raw, WindowHandle service) override {
+        return window.SendRaw(raw.toService ? service : 0, raw.Part(0), raw.sizes[0], raw.Part(1),
+                              raw.sizes[1], raw.Part(2), raw.sizes[2]);
+    }
     void Connect(WindowHandle service) override {
         core ? core->ServerAvailable(service) : client->ConnectToServerWindow(service);
     }
@@ -641,6 +732,8 @@ struct LibrarySession final : Session {
     App& app;
     std::unique_ptr<Core> core;
     std::unique_ptr<ReactingClient> client;
+    Core sink;
+    WindowsMessagingWindow window{sink, {}, 0};
 };
 
 std::unique_ptr<Session> MakeLibrarySession(App& app, bool client) {
@@ -653,11 +746,12 @@ std::unique_ptr<Session> MakeLibrarySession(App& app, bool client) {
 // holds it) or not, perhaps twice; a registration's or an unregistration's send under way
 // is a frame, and a call's row is that of the innermost frame still standing. A frame the
 // registration changed under (registered anew, the server lost, the window closed) is
-// overtaken: its own ending no longer applies. A client hears its events, its replies and
-// 2210; the messages its decoders judge are left to the client's own tests.
+// overtaken: its own ending no longer applies. A client hears its events and its messages
+// as the table "Replies and events" of docs/protocol.md decodes them. The bare window for
+// raw blocks sends as the message window's rows there say.
 class Model final : public Session, Quiet {
   public:
-    Model(App& app, bool client) : m_app(app), m_client(client) {
+    Model(App& app, bool client) : m_app(app), m_client(client), m_raw(OpenWindow()) {
         if (client) {
             trace("parameters 33");
         }
@@ -669,9 +763,7 @@ class Model final : public Session, Quiet {
         }
         m_options = options;
         m_autoRegister = m_savedAutoRegister = options.autoRegister;
-        m_window = TheSystem().Create(L"WindowsMessagingWindow", L"", *this);
-        m_announcement = TheSystem().RegisterMessage(L"LUMO_SERVERAVAILABLE");
-        TheSystem().OpenMessageFilter(m_window, m_announcement);
+        m_window = OpenWindow();
         m_started = true;
         return LUMO_SUCCESS;
     }
@@ -722,6 +814,26 @@ class Model final : public Session, Quiet {
         Orvane::Platform::ThrowKeptException();
         return sent;
     }
+    // The parts back to back, in a block of their summed size, which needs memory.
+    XeLUMOResult SendRaw(const RawShape& raw, WindowHandle service) override {
+        const bool starved = std::exchange(starving, false);
+        const std::uint64_t total = std::uint64_t{raw.sizes[0]} + raw.sizes[1] + raw.sizes[2];
+        if (!raw.toService || raw.Part(0) == nullptr || raw.sizes[0] == 0 || total > UINT32_MAX) {
+            return raw.toService ? LUMO_BAD_PARAMETER : LUMO_INVALID_HANDLE;
+        }
+        if (starved || total >= (1u << 30)) {
+            throw std::bad_alloc();
+        }
+        std::vector<std::uint8_t> block;
+        for (int part = 0; part < 3 && raw.Part(part) != nullptr; ++part) {
+            block.insert(block.end(), raw.Part(part), raw.Part(part) + raw.sizes[part]);
+        }
+        const CopyDataBlock copy{0, static_cast<std::uint32_t>(block.size()), block.data()};
+        const XeLUMOResult sent =
+            TheSystem().SendCopyData(service, copy) != 0 ? LUMO_SUCCESS : LUMO_EXECUTION_FAILED;
+        Orvane::Platform::ThrowKeptException();
+        return sent;
+    }
     void Connect(WindowHandle service) override {
         if (m_started) {
             ServerAvailable(service);
@@ -739,6 +851,7 @@ class Model final : public Session, Quiet {
     // As Stop, after a client's application part has gone; a throw meanwhile is kept.
     void End(std::unique_ptr<Session>& self) override {
         starving = false;
+        TheSystem().Destroy(m_raw);
         m_app.ended.push_back(std::move(self));
         m_detached = m_client;
         try {
@@ -881,6 +994,15 @@ class Model final : public Session, Quiet {
         }
         return LUMO_SUCCESS;
     }
+    // A message window, its filter opened to the broadcast in up to six tries.
+    WindowHandle OpenWindow() {
+        const WindowHandle window = TheSystem().Create(L"WindowsMessagingWindow", L"", *this);
+        m_announcement = TheSystem().RegisterMessage(L"LUMO_SERVERAVAILABLE");
+        for (int attempt = 0; attempt < 6 && !TheSystem().OpenMessageFilter(window, m_announcement);
+             ++attempt) {
+        }
+        return window;
+    }
     XeLUMOResult Deliver(std::uint32_t code, const std::vector<std::uint8_t>& payload) {
         std::vector<std::uint8_t> block(sizeof(LumoMessageHeader) + payload.size());
         BuildOutgoingMessage(block.data(), code, payload.data(),
@@ -934,8 +1056,8 @@ class Model final : public Session, Quiet {
         }
         return false;
     }
-    // A bare core's handlers (2013 and 1004 until cleared, and the default one), or a
-    // client's callbacks.
+    // A bare core's handlers (2013 and 1004 until cleared, and the default one), a bare
+    // window's listener, or a client's callbacks.
     void Heard(const std::vector<std::uint8_t>& block) {
         sLUMOChunk header;
         std::memcpy(&header, block.data(), sizeof header);
@@ -951,10 +1073,39 @@ class Model final : public Session, Quiet {
             id == 2013 || (id == 1004 && header.argument1 == 2013) ? Words(2013, header.argument2)
             : id == 1004 ? Words(1004, header.argument1, header.argument2, size != 0, size)
             : id == 2210 ? Words(2210, header.argument1 != 0)
-                         : "";
+                         : Decoded(header, {block.begin() + sizeof header, block.end()});
         if (!heard.empty()) {
             Hear(heard);
         }
+    }
+    // From the table: a fixed record (1000 of 700 bytes, 1001 of 564) zero-extended or cut
+    // to its size; a measurement by its status word, none without one; a data reply's
+    // header and data, or the verdict alone (7 for a success shorter than its header); a
+    // sub-client's event, a record as it came, to that sub-client's observers.
+    static std::string Decoded(const sLUMOChunk& header, std::vector<std::uint8_t> payload) {
+        const std::uint32_t id = header.messageId,
+                            size = static_cast<std::uint32_t>(payload.size());
+        if (id == 1000 || id == 1001) {
+            payload.resize(id == 1000 ? 700 : 564);
+            return Words(id, Digest(payload.data(), payload.size()));
+        }
+        if (id == 1002) {
+            return size < 4 ? "internal error 2 1002"
+                            : Words((payload[2] & 0x20) != 0 ? "reliable" : "unreliable",
+                                    Digest(payload.data(), 4));
+        }
+        if (id == 2015) {
+            const bool data = header.argument2 == 0 && size >= 48;
+            payload.resize(data ? size : 48);
+            std::fill(payload.begin(), payload.begin() + (data ? 0 : 48), 0);
+            return Words(2015, header.argument2 == 0 && !data ? 7 : header.argument2,
+                         Digest(payload.data(), 48), data ? size - 48 : 0,
+                         size > 48 && data ? Digest(payload.data() + 48, size - 48) : "none");
+        }
+        const bool observed = id == 2062 || id == 2226 || id == 2302;
+        return observed ? Words("observer", id, header.argument1, header.argument2, size,
+                                Digest(payload.data(), size))
+                        : "";
     }
 
     App& m_app;
@@ -966,6 +1117,7 @@ class Model final : public Session, Quiet {
     WindowHandle m_window = 0, m_server = 0;
     std::uint32_t m_announcement = 0, m_messages = 0;
     std::vector<Frame*> m_frames;
+    const WindowHandle m_raw;  // the bare window for raw blocks
 };
 
 std::unique_ptr<Session> MakeModel(App& app, bool client) {
