@@ -78,7 +78,10 @@ def service_script(order, losses, idle_s):
 class IdleSampler:
     """CPU of the idling programs, each with its share of the Wine server: every call into
     the server is a round trip that switches the caller out once, so a program's share of
-    the server is its share of the switches of the server's clients."""
+    the server is its switches times what the server spends on one switch of any client.
+    That cost is taken over the whole idle time, not per sample: in a quarter second the
+    server's CPU belongs to whichever requests it served, and a split of it by that quarter's
+    switches hands one client's costly request to every program that switched beside it."""
 
     def __init__(self, prefix, programs):
         self.server = linux_pid("wineserver", prefix)
@@ -95,12 +98,15 @@ class IdleSampler:
     def intervals(self):
         """Per interval between two samples and program: its own CPU and its share of the
         server's, in nanoseconds, and the interval's length."""
+        first, last = self.samples[0], self.samples[-1]
+        all_switches = sum(max(0, last["switches"].get(p, n) - n)
+                           for p, n in first["switches"].items())
+        per_switch = (last["server"] - first["server"]) / max(1, all_switches)
         found = []
         for a, b in zip(self.samples, self.samples[1:]):
             switched = {p: max(0, b["switches"].get(p, n) - n) for p, n in a["switches"].items()}
-            server = (b["server"] - a["server"]) / max(1, sum(switched.values()))
             found.append({"ns": (b["time"] - a["time"]) * 1e9,
-                          **{k: (b["cpu"][k] - a["cpu"][k], server * switched[p])
+                          **{k: (b["cpu"][k] - a["cpu"][k], per_switch * switched[p])
                              for k, p in self.programs.items()}})
         return found
 
