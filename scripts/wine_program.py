@@ -3,9 +3,11 @@ the soak and the Wine figures. Each prints one JSON object a line on stdout; eve
 with the time at which it arrived (this script's monotonic clock, in ms), so that lines of
 several programs can be put on one time line."""
 import argparse
+import atexit
 import json
 import os
 import queue
+import re
 import shutil
 import subprocess
 import sys
@@ -13,6 +15,7 @@ import tempfile
 import threading
 import time
 import unittest
+import zipfile
 
 TIMEOUT_S = 60
 BIN = WINE = None  # set by main(), the defaults of a Launcher
@@ -215,12 +218,30 @@ class WineScenarioTest(unittest.TestCase):
         cls.run_scenario()
 
 
+def unpacked_release(folder):
+    """The release zip of `folder` and its simulators zip, unpacked together as an integrator
+    unpacks them: the folder of the programs as they ship."""
+    target = tempfile.mkdtemp(prefix="lumo-release-")
+    atexit.register(shutil.rmtree, target, ignore_errors=True)
+    names = [n for n in sorted(os.listdir(folder))
+             if re.fullmatch(r"LumoDiscoveryHelper-[0-9.]+-(simulators-)?win64\.zip", n)]
+    if len(names) != 2:
+        sys.exit(f"{folder} holds {names}, not a release zip and a simulators zip")
+    for name in names:
+        with zipfile.ZipFile(os.path.join(folder, name)) as archive:
+            archive.extractall(target)
+    return os.path.join(target, *os.listdir(target))
+
+
 def main():
-    """usage: <test>.py --bin DIR --wine scripts/wine.sh [unittest arguments]"""
+    """usage: <test>.py (--bin DIR | --release DIR) --wine scripts/wine.sh [unittest arguments]
+    --release runs the release's own programs, from the zips in DIR, in place of the build's."""
     global BIN, WINE
     parser = argparse.ArgumentParser()
-    parser.add_argument("--bin", required=True)
+    places = parser.add_mutually_exclusive_group(required=True)
+    places.add_argument("--bin")
+    places.add_argument("--release")
     parser.add_argument("--wine", required=True)
     args, rest = parser.parse_known_args()
-    BIN, WINE = args.bin, args.wine
+    BIN, WINE = args.bin or unpacked_release(args.release), args.wine
     unittest.main(module="__main__", argv=[sys.argv[0]] + rest, verbosity=2)
