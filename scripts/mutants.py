@@ -183,8 +183,9 @@ def wine_program_digests():
                                        "rb").read()).digest() for suite in SUITES}
 
 
-# Ten times what a suite takes under heap checking on a quiet machine.
-WINE_TIMEOUT_S = 300
+# Six times what the slowest suite takes under heap checking on a quiet machine (the
+# diagnostics', which writes and reads two dumps).
+WINE_TIMEOUT_S = 600
 
 
 def wine_failing_tests(suites=SUITES):
@@ -269,12 +270,13 @@ def line_now(src, result):
 
 def earlier(tier, results, statuses):
     """The mutants of `tier` that ran with one of `statuses`, as they apply to the tree now
-    (moved lines are dropped)."""
-    chosen = []
+    (moved lines are dropped), less those the exclusions file names."""
+    chosen, reasons = [], excluded()
     for r in results:
         path = os.path.join(tier.src, r["file"])
         line = line_now(tier.src, r)
-        if tier.judges(path) and r["status"] in statuses and line is not None:
+        if tier.judges(path) and r["status"] in statuses and line is not None and \
+                not is_excluded(r, reasons):
             chosen.append((path, r["line"] - 1, line, line[:len(line) - len(line.lstrip())] +
                            r["after"]))
     return chosen
