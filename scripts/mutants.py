@@ -29,6 +29,7 @@ import re
 import shutil
 import subprocess
 import sys
+import threading
 import time
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
@@ -182,10 +183,16 @@ def wine_program_digests():
                                        "rb").read()).digest() for suite in SUITES}
 
 
-def wine_failing_tests(suites=SUITES, timeout=600):
+# Six times what the slowest suite takes under heap checking on a quiet machine (the
+# diagnostics', which writes and reads two dumps).
+WINE_TIMEOUT_S = 600
+
+
+def wine_failing_tests(suites=SUITES):
     """The same for the Windows suites, run by ctest: under Wine with heap checking, in this
-    tier's own prefix. Under heap checking a suite can take minutes on a busy machine, so a
-    suite that runs out of time is given a second, longer run before it counts as hanging."""
+    tier's own prefix. A suite that runs out of time has hung on the mutant and counts at
+    once. ctest ends the process it started, but not the Wine processes behind it, which
+    hold its output open: stopping the prefix's server ends them all."""
     if not suites:
         return []
     reports = os.path.join(WINE_WORK, "reports")
@@ -194,21 +201,29 @@ def wine_failing_tests(suites=SUITES, timeout=600):
     # A Windows program reads a path that starts with / as one on its current drive.
     windows_reports = "Z:" + reports.replace("/", "\\") + "\\"
     environment = dict(os.environ, WINEPREFIX=WINE_PREFIX, GTEST_OUTPUT="json:" + windows_reports)
-    output = subprocess.run(["ctest", "--test-dir", WINE_BUILD, "--timeout", str(timeout), "-R",
-                             f"^({'|'.join(suites)})$"], env=environment, capture_output=True,
-                            text=True).stdout
-    failed, slow = [], []
+    ctest = subprocess.Popen(["ctest", "--test-dir", WINE_BUILD, "--timeout", str(WINE_TIMEOUT_S),
+                              "-R", f"^({'|'.join(suites)})$"], env=environment,
+                             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+    hung = threading.Event()
+    watchdog = threading.Timer(WINE_TIMEOUT_S * len(suites) + 60,
+                               lambda: (hung.set(), wine_stop()))
+    watchdog.start()
+    try:
+        output = ctest.communicate()[0]
+    finally:
+        watchdog.cancel()
+    failed = []
     for suite in suites:
         report = os.path.join(reports, suite + ".json")
         if os.path.exists(report):
             failed += failures_in(suite, report, re.search(rf" {suite} \.+\*", output))
-        elif not re.search(rf" {suite} \.+\*+Timeout", output):
-            failed.append(suite + ":*crash")
-        elif timeout < 1800:
-            slow.append(suite)
-        else:
+        elif hung.is_set() or re.search(rf" {suite} \.+\*+Timeout", output):
             failed.append(suite + ":*timeout")
-    return failed + wine_failing_tests(slow, 1800)
+        else:
+            failed.append(suite + ":*crash")
+    if any(name.endswith(":*timeout") for name in failed):
+        wine_stop()
+    return failed
 
 
 def wine_stop():
@@ -245,16 +260,23 @@ def choose(tier, budget, seed, files=None):
     return chosen
 
 
+def line_now(src, result):
+    """The mutated line as it stands in the tree at `src` now, or None where it moved."""
+    path = os.path.join(src, result["file"])
+    lines = open(path, encoding="utf-8").read().split("\n") if os.path.exists(path) else []
+    line = lines[result["line"] - 1] if result["line"] <= len(lines) else ""
+    return line if line.strip() == result["before"] else None
+
+
 def earlier(tier, results, statuses):
     """The mutants of `tier` that ran with one of `statuses`, as they apply to the tree now
-    (moved lines are dropped)."""
-    chosen = []
+    (moved lines are dropped), less those the exclusions file names."""
+    chosen, reasons = [], excluded()
     for r in results:
         path = os.path.join(tier.src, r["file"])
-        lines = open(path, encoding="utf-8").read().split("\n") if os.path.exists(path) else []
-        if tier.judges(path) and r["status"] in statuses and r["line"] <= len(lines) and \
-                lines[r["line"] - 1].strip() == r["before"]:
-            line = lines[r["line"] - 1]
+        line = line_now(tier.src, r)
+        if tier.judges(path) and r["status"] in statuses and line is not None and \
+                not is_excluded(r, reasons):
             chosen.append((path, r["line"] - 1, line, line[:len(line) - len(line.lstrip())] +
                            r["after"]))
     return chosen
@@ -434,6 +456,11 @@ def part_of(name):
 def report():
     reasons = excluded()
     everything = load_results()
+    # A mutant run again after its line moved has two results: the one at its line now counts.
+    key = lambda r: (r["file"], r["before"], r["after"])
+    moved_again = {key(r) for r in everything if line_now(ROOT, r) is not None}
+    everything = [r for r in everything
+                  if line_now(ROOT, r) is not None or key(r) not in moved_again]
     results = [r for r in everything if r["status"] != "invalid" and
                not is_excluded(r, reasons)]
     killed = [r for r in results if r["status"] == "killed"]

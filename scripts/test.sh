@@ -18,6 +18,8 @@ flavours=("$@")
 
 quiet() { grep -vE '^\[ *[0-9]+%\]|^-- |^Consolidate compiler|^Scanning dependencies' || true; }
 
+stop_wine() { scripts/wine.sh stop; trap - EXIT; }
+
 status=0
 windows_tests=""
 windows_log=build/windows-tests.log
@@ -31,8 +33,7 @@ for flavour in "${flavours[@]}"; do
     trap 'scripts/wine.sh stop' EXIT
     if [ "$flavour" = "${flavours[-1]}" ]; then
         cmake --workflow --preset windows 2>&1 | quiet || status=1
-        scripts/wine.sh stop
-        trap - EXIT
+        stop_wine
         continue
     fi
     if { cmake --preset windows && cmake --build --preset windows; } 2>&1 | quiet; then
@@ -49,7 +50,6 @@ if [ -n "$windows_tests" ]; then
     echo "=== windows (tests)"
     wait "$windows_tests" || status=1
     cat "$windows_log"
-    scripts/wine.sh stop
-    trap - EXIT
+    stop_wine
 fi
 exit $status

@@ -1,4 +1,5 @@
 #include "diagnostics/k_logger.h"
+#include "diagnostics/calendar_text.h"
 
 #include "diagnostics/diagnostics_registry.h"
 
@@ -8,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <limits>
@@ -184,6 +186,23 @@ std::string ExpectedCalendarText(std::time_t seconds) {
     char text[64];
     return std::string(text, std::strftime(text, sizeof text, format, &local));
 }
+
+#ifdef _WIN32
+// The runtime's last second converts: a log whose wall clock reads it keeps its calendar
+// text, and the next second gets the runtime's error.
+TEST(CalendarTextUnderWindows, TheRuntimesLastSecondIsInItsRange) {
+    using namespace std::chrono;
+    // The runtime's documented end: 3000-12-31 23:59:59 UTC.
+    const std::int64_t last =
+        duration_cast<seconds>(sys_days{year{3001} / January / 1}.time_since_epoch()).count() - 1;
+    const CalendarText text = ToCalendarText(last);
+    EXPECT_TRUE(text.converted);
+    EXPECT_EQ(text.text, ExpectedCalendarText(last));
+    const CalendarText beyond = ToCalendarText(last + 1);
+    EXPECT_FALSE(beyond.converted);
+    EXPECT_EQ(beyond.error, EINVAL);
+}
+#endif
 
 TEST_F(KLoggerRender, WholeLogHasTheHeaderLinesThenEntriesOldestFirst) {
     logger.ResetForTesting(1 + 2 * 2);
