@@ -19,6 +19,7 @@ AddressSanitizer and UBSan), which replays the committed corpus and, if that pas
 from it for S seconds (60 by default)."""
 import argparse
 import collections
+import functools
 import glob
 import hashlib
 import itertools
@@ -260,10 +261,17 @@ def choose(tier, budget, seed, files=None):
     return chosen
 
 
+@functools.lru_cache(maxsize=None)
+def lines_of(path):
+    """A source file's lines, read once: the report looks at every result's file several
+    times. Only for trees that no mutant is written into meanwhile (a tier reads its copy
+    before its first mutant)."""
+    return open(path, encoding="utf-8").read().split("\n") if os.path.exists(path) else []
+
+
 def line_now(src, result):
     """The mutated line as it stands in the tree at `src` now, or None where it moved."""
-    path = os.path.join(src, result["file"])
-    lines = open(path, encoding="utf-8").read().split("\n") if os.path.exists(path) else []
+    lines = lines_of(os.path.join(src, result["file"]))
     line = lines[result["line"] - 1] if result["line"] <= len(lines) else ""
     return line if line.strip() == result["before"] else None
 
@@ -438,8 +446,7 @@ def is_excluded(result, reasons):
     found = reasons.get((result["file"], result["before"], result["after"]))
     if found is None or found[0] is None:
         return found is not None
-    path = os.path.join(ROOT, result["file"])
-    lines = open(path, encoding="utf-8").read().split("\n") if os.path.exists(path) else []
+    lines = lines_of(os.path.join(ROOT, result["file"]))
     return result["line"] < len(lines) and lines[result["line"]].strip() == found[0]
 
 
@@ -458,9 +465,10 @@ def report():
     everything = load_results()
     # A mutant run again after its line moved has two results: the one at its line now counts.
     key = lambda r: (r["file"], r["before"], r["after"])
-    moved_again = {key(r) for r in everything if line_now(ROOT, r) is not None}
-    everything = [r for r in everything
-                  if line_now(ROOT, r) is not None or key(r) not in moved_again]
+    standing = [line_now(ROOT, r) is not None for r in everything]
+    moved_again = {key(r) for r, stands in zip(everything, standing) if stands}
+    everything = [r for r, stands in zip(everything, standing)
+                  if stands or key(r) not in moved_again]
     results = [r for r in everything if r["status"] != "invalid" and
                not is_excluded(r, reasons)]
     killed = [r for r in results if r["status"] == "killed"]

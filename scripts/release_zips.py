@@ -7,6 +7,7 @@ Prints the path of each zip it wrote."""
 import argparse
 import os
 import re
+import shutil
 import subprocess
 import zipfile
 
@@ -15,12 +16,12 @@ TOOLS = ("lumo-client.exe", "dds-listen.exe", "debug-listen.exe", "lumo-dump.exe
 SIMULATORS = ("plugin-sim.exe", "lumo-sim.exe", "KxIpcDll.dll")
 
 
-def cached(build, name):
+def cache_entries(build):
     with open(os.path.join(build, "CMakeCache.txt"), encoding="utf-8") as cache:
-        return re.search(rf"^{name}:[A-Z]*=(.*)$", cache.read(), re.M).group(1)
+        return dict(re.findall(r"^(\w+):[A-Z]*=(.*)$", cache.read(), re.M))
 
 
-def strip(build):
+def strip(build, objcopy):
     """A tool keeps a link to its debug file, as the helper does (its build splits it off),
     so that a debugger given the symbols zip finds it. objcopy stamps what it writes with the
     time unless told a fixed one."""
@@ -32,15 +33,14 @@ def strip(build):
         for arguments in (["--only-keep-debug", original, debug],
                           ["--strip-debug", "--add-gnu-debuglink=" + debug, original,
                            os.path.join(stripped, name)]):
-            subprocess.run([cached(build, "CMAKE_OBJCOPY")] + arguments, check=True,
-                           env=fixed_time)
+            subprocess.run([objcopy] + arguments, check=True, env=fixed_time)
     return stripped
 
 
 def sdk_files(build):
     """What `cmake --install --component sdk` lays out, by its path inside the SDK."""
     root = os.path.join(build, "sdk-install")
-    subprocess.run(["cmake", "-E", "rm", "-rf", root], check=True)
+    shutil.rmtree(root, ignore_errors=True)
     subprocess.run(["cmake", "--install", build, "--component", "sdk", "--prefix", root],
                    check=True, stdout=subprocess.DEVNULL)
     return {os.path.relpath(os.path.join(folder, name), root): os.path.join(folder, name)
@@ -52,7 +52,8 @@ def main():
     parser.add_argument("--build", default=os.path.join(ROOT, "build", "windows"))
     parser.add_argument("--out", default=os.path.join(ROOT, "dist"))
     args = parser.parse_args()
-    bin_dir, stripped = os.path.join(args.build, "bin"), strip(args.build)
+    cache = cache_entries(args.build)
+    bin_dir, stripped = os.path.join(args.build, "bin"), strip(args.build, cache["CMAKE_OBJCOPY"])
     release = [os.path.join(bin_dir, "LumoDiscoveryHelper.exe"),
                os.path.join(bin_dir, "LumoDiscoveryHelper.exe.debug")] + \
         [os.path.join(stripped, name) for name in TOOLS] + \
@@ -61,7 +62,7 @@ def main():
     symbols = [os.path.join(stripped, name + ".debug") for name in TOOLS + SIMULATORS]
 
     os.makedirs(args.out, exist_ok=True)
-    folder = f"LumoDiscoveryHelper-{cached(args.build, 'CMAKE_PROJECT_VERSION')}"
+    folder = f"LumoDiscoveryHelper-{cache['CMAKE_PROJECT_VERSION']}"
     # The SDK keeps the folders of its install; the other zips are flat.
     for suffix, top, entries in (
             ("win64", folder, {os.path.basename(f): f for f in release}),
